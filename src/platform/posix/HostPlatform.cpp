@@ -1,0 +1,33 @@
+#include "platform/posix/HostPlatform.h"
+
+#include "platform/posix/PlistDefaults.h"
+#include "platform/posix/PosixDispatch.h"
+#include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixProcesses.h"
+#include "platform/posix/SystemLog.h"
+
+namespace parvel::posix {
+
+struct HostPlatform::Services {
+    explicit Services(std::string preferencesDirectory)
+        : defaults(std::move(preferencesDirectory), fileSystem, log) {}
+
+    SystemLog log;
+    PosixDispatch dispatch;
+    PosixFileSystem fileSystem;
+    PlistDefaults defaults;
+    PosixProcesses processes;
+};
+
+HostPlatform::HostPlatform(std::string preferencesDirectory)
+    : services_(std::make_unique<Services>(std::move(preferencesDirectory))) {
+    platform_.log = &services_->log;
+    platform_.dispatch = &services_->dispatch;
+    platform_.defaults = &services_->defaults;
+    platform_.processes = &services_->processes;
+    platform_.fileSystem = &services_->fileSystem;
+}
+
+HostPlatform::~HostPlatform() = default;
+
+}  // namespace parvel::posix

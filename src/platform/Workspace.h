@@ -90,6 +90,11 @@ class Workspace {
     virtual void revealInFileViewer(const std::vector<std::string>& paths) = 0;
     // Moves an item to the Trash; returns where it went there.
     virtual Result<std::string> trashItem(std::string_view path) = 0;
+
+    // Whether the user enabled one of our Finder extensions (FIFinderSyncController).
+    virtual bool isFinderExtensionEnabled(std::string_view extensionIdentifier) const = 0;
+    // Opens the system's settings where the user enables Finder extensions.
+    virtual void showFinderExtensionManagement() = 0;
 };
 
 }  // namespace parvel::platform

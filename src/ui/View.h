@@ -105,6 +105,7 @@ struct View {
     std::function<void()> onAction;      // press, toggle, choice, Return in a field, slider move
     std::function<void()> onTextChange;  // every edit of a field
     std::function<void(int clickedRow)> onDoubleClick;  // tables; -1 off the rows
+    std::function<void(bool inside)> onHover;           // the pointer entered or left the view
     // A key press while the view has focus; true when the view consumed it.
     std::function<bool(const platform::Event&)> onKeyDown;
 };

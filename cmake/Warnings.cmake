@@ -1,8 +1,10 @@
-# Applied to every target of ours through parvel_target_defaults().
+# Applied to every target of ours through parvel_target_defaults(). Our value types give every
+# member a default, so leaving members out of a (designated) initializer is deliberate and
+# -Wmissing-field-initializers would only add noise.
 set(PARVEL_WARNINGS
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
   -Woverloaded-virtual -Wcast-align -Wconversion -Wimplicit-fallthrough
-  -Wmisleading-indentation -Wduplicated-cond -Wlogical-op)
+  -Wmisleading-indentation -Wduplicated-cond -Wlogical-op -Wno-missing-field-initializers)
 
 function(parvel_target_defaults target)
   target_compile_options(${target} PRIVATE ${PARVEL_WARNINGS})

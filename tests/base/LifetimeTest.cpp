@@ -1,12 +1,10 @@
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <optional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "base/Lifetime.h"
+#include "platform/sim/VirtualDispatch.h"
 
 namespace parvel {
 namespace {
@@ -23,22 +21,20 @@ TEST(Lifetime, GuardedCallbacksStopRunningOnceTheOwnerIsGone) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST(Lifetime, EndingWaitsForACallbackRunningOnAnotherThread) {
-    std::optional<Lifetime> lifetime(std::in_place);
-    std::atomic<bool> started{false};
-    std::atomic<bool> finished{false};
-    auto slow = lifetime->guard([&] {
-        started = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        finished = true;
-    });
-    std::thread worker(slow);
-    while (!started) {
-        std::this_thread::yield();
-    }
-    lifetime.reset();
-    EXPECT_TRUE(finished) << "the owner went away while its callback was still running";
-    worker.join();
+TEST(Lifetime, ACallbackBlockedInAModalLoopDoesNotHoldBackTheOwnersOtherCallbacks) {
+    sim::VirtualDispatch dispatch;
+    Lifetime lifetime;
+    bool answered = false;
+    int ticks = 0;
+    dispatch.main().async(
+        lifetime.guard([&] { dispatch.runNestedMainLoopUntil([&] { return answered; }); }));
+    auto timer = dispatch.main().scheduleRepeating(
+        {.startDelay = platform::seconds(1), .interval = platform::seconds(1)},
+        lifetime.guard([&] { ++ticks; }));
+    dispatch.advance(platform::seconds(3));
+    EXPECT_EQ(ticks, 3) << "the timer kept firing while the modal loop waited";
+    answered = true;
+    dispatch.runDue();
 }
 
 TEST(Lifetime, ACallbackMayEndItsOwnLifetime) {

@@ -25,7 +25,7 @@ struct TraceLine {
 // Lines carry the virtual time, so the same run prints the same trace byte for byte. Secrets
 // (API keys) never go in.
 class Trace {
-public:
+  public:
     explicit Trace(const VirtualDispatch& clock) : clock_(clock) {}
 
     void record(std::string_view category, std::string text);
@@ -39,7 +39,7 @@ public:
     // "  12.345  process   /usr/bin/killall Dock"
     static std::string format(const TraceLine& line);
 
-private:
+  private:
     const VirtualDispatch& clock_;
     mutable std::mutex mutex_;
     std::vector<TraceLine> lines_;

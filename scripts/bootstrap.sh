@@ -11,7 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libcli11-dev
   libsecret-1-dev
   # independent readers and services the tests start
-  libplist-utils python3 dbus gnome-keyring
+  libplist-utils python3 dbus gnome-keyring openssl
 )
 
 if [ "$(id -u)" -ne 0 ]; then

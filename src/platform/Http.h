@@ -36,9 +36,11 @@ namespace url_error {
 inline constexpr std::int64_t kCancelled = -999;
 inline constexpr std::int64_t kBadURL = -1000;
 inline constexpr std::int64_t kTimedOut = -1001;
+inline constexpr std::int64_t kUnsupportedURL = -1002;
 inline constexpr std::int64_t kCannotFindHost = -1003;
 inline constexpr std::int64_t kCannotConnectToHost = -1004;
 inline constexpr std::int64_t kNetworkConnectionLost = -1005;
+inline constexpr std::int64_t kBadServerResponse = -1011;
 inline constexpr std::int64_t kSecureConnectionFailed = -1200;
 inline constexpr std::int64_t kUnknown = -1;
 }  // namespace url_error

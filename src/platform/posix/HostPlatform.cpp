@@ -1,9 +1,12 @@
 #include "platform/posix/HostPlatform.h"
 
+#include "platform/posix/CurlHttp.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixDispatch.h"
 #include "platform/posix/PosixFileSystem.h"
+#include "platform/posix/PosixProcessInfo.h"
 #include "platform/posix/PosixProcesses.h"
+#include "platform/posix/SecretServiceKeychain.h"
 #include "platform/posix/SystemLog.h"
 
 namespace parvel::posix {
@@ -17,6 +20,9 @@ struct HostPlatform::Services {
     PosixFileSystem fileSystem;
     PlistDefaults defaults;
     PosixProcesses processes;
+    PosixProcessInfo processInfo;
+    CurlHttp http;
+    SecretServiceKeychain keychain;
 };
 
 HostPlatform::HostPlatform(std::string preferencesDirectory)
@@ -26,6 +32,9 @@ HostPlatform::HostPlatform(std::string preferencesDirectory)
     platform_.defaults = &services_->defaults;
     platform_.processes = &services_->processes;
     platform_.fileSystem = &services_->fileSystem;
+    platform_.processInfo = &services_->processInfo;
+    platform_.http = &services_->http;
+    platform_.keychain = &services_->keychain;
 }
 
 HostPlatform::~HostPlatform() = default;

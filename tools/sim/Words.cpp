@@ -1,0 +1,884 @@
+#include "Words.h"
+
+#include <algorithm>
+#include <map>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "platform/AppleScript.h"
+#include "platform/Defaults.h"
+#include "platform/FileSystem.h"
+#include "platform/Processes.h"
+#include "platform/Workspace.h"
+#include "platform/sim/SimEvents.h"
+#include "platform/sim/SimNetworkPath.h"
+#include "platform/sim/SimPasteboard.h"
+#include "platform/sim/SimProcesses.h"
+#include "platform/sim/SimulatedMac.h"
+#include "platform/sim/Trace.h"
+#include "platform/sim/tools/LaunchAgents.h"
+#include "platform/sim/tools/SystemTools.h"
+#include "platform/sim/world/Applications.h"
+#include "platform/sim/world/Dock.h"
+#include "platform/sim/world/Finder.h"
+#include "platform/sim/world/Permissions.h"
+
+namespace parvel::scenario {
+
+using platform::Event;
+using platform::EventField;
+using platform::EventType;
+namespace flags = platform::event_flags;
+
+namespace {
+
+// macOS virtual key codes by the names scenarios use.
+const std::map<std::string, std::int64_t, std::less<>>& keyCodes() {
+    static const std::map<std::string, std::int64_t, std::less<>> codes = {{"a", 0},
+                                                                           {"s", 1},
+                                                                           {"d", 2},
+                                                                           {"f", 3},
+                                                                           {"h", 4},
+                                                                           {"g", 5},
+                                                                           {"z", 6},
+                                                                           {"x", 7},
+                                                                           {"c", 8},
+                                                                           {"v", 9},
+                                                                           {"b", 11},
+                                                                           {"q", 12},
+                                                                           {"w", 13},
+                                                                           {"e", 14},
+                                                                           {"r", 15},
+                                                                           {"y", 16},
+                                                                           {"t", 17},
+                                                                           {"1", 18},
+                                                                           {"2", 19},
+                                                                           {"3", 20},
+                                                                           {"4", 21},
+                                                                           {"6", 22},
+                                                                           {"5", 23},
+                                                                           {"9", 25},
+                                                                           {"7", 26},
+                                                                           {"8", 28},
+                                                                           {"0", 29},
+                                                                           {"]", 30},
+                                                                           {"o", 31},
+                                                                           {"u", 32},
+                                                                           {"[", 33},
+                                                                           {"i", 34},
+                                                                           {"p", 35},
+                                                                           {"return", 36},
+                                                                           {"l", 37},
+                                                                           {"j", 38},
+                                                                           {"k", 40},
+                                                                           {",", 43},
+                                                                           {"n", 45},
+                                                                           {"m", 46},
+                                                                           {".", 47},
+                                                                           {"tab", 48},
+                                                                           {"space", 49},
+                                                                           {"delete", 51},
+                                                                           {"escape", 53},
+                                                                           {"left-command", 55},
+                                                                           {"left-shift", 56},
+                                                                           {"caps-lock", 57},
+                                                                           {"left-option", 58},
+                                                                           {"left-control", 59},
+                                                                           {"right-shift", 60},
+                                                                           {"right-option", 61},
+                                                                           {"right-control", 62},
+                                                                           {"fn", 63},
+                                                                           {"keypad-enter", 76},
+                                                                           {"forward-delete", 117},
+                                                                           {"left", 123},
+                                                                           {"right", 124},
+                                                                           {"down", 125},
+                                                                           {"up", 126},
+                                                                           {"f1", 122},
+                                                                           {"f2", 120},
+                                                                           {"f3", 99},
+                                                                           {"f4", 118},
+                                                                           {"f5", 96},
+                                                                           {"f6", 97},
+                                                                           {"f7", 98},
+                                                                           {"f8", 100},
+                                                                           {"f9", 101},
+                                                                           {"f10", 109},
+                                                                           {"f11", 103},
+                                                                           {"f12", 111}};
+    return codes;
+}
+
+const std::map<std::string, platform::EventFlags, std::less<>>& modifierFlags() {
+    static const std::map<std::string, platform::EventFlags, std::less<>> modifiers = {
+        {"cmd", flags::kCommand},        {"command", flags::kCommand}, {"shift", flags::kShift},
+        {"ctrl", flags::kControl},       {"control", flags::kControl}, {"opt", flags::kAlternate},
+        {"option", flags::kAlternate},   {"alt", flags::kAlternate},   {"fn", flags::kSecondaryFn},
+        {"capslock", flags::kAlphaShift}};
+    return modifiers;
+}
+
+// The flag a held modifier key sets, for flags-changed events.
+const std::map<std::string, platform::EventFlags, std::less<>>& modifierKeyFlags() {
+    static const std::map<std::string, platform::EventFlags, std::less<>> modifiers = {
+        {"left-command", flags::kCommand},
+        {"left-shift", flags::kShift},
+        {"right-shift", flags::kShift},
+        {"left-control", flags::kControl},
+        {"right-control", flags::kControl},
+        {"left-option", flags::kAlternate | flags::kDeviceLeftAlternate},
+        {"right-option", flags::kAlternate},
+        {"caps-lock", flags::kAlphaShift},
+        {"fn", flags::kSecondaryFn}};
+    return modifiers;
+}
+
+struct Chord {
+    std::int64_t keyCode = 0;
+    platform::EventFlags flags = 0;
+    std::string characters;
+};
+
+// "cmd+shift+x" → key code 7 with Command and Shift.
+std::expected<Chord, std::string> parseChord(std::string_view text) {
+    Chord chord;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t plus = text.find('+', start);
+        const std::string_view part =
+            text.substr(start, plus == std::string_view::npos ? plus : plus - start);
+        if (plus == std::string_view::npos || part.empty()) {
+            const auto key = keyCodes().find(part.empty() ? "+" : part);
+            if (key == keyCodes().end()) {
+                return failed(fmt::format("'{}' is not a key name", part));
+            }
+            chord.keyCode = key->second;
+            chord.characters = part.size() == 1 ? std::string(part) : "";
+            return chord;
+        }
+        const auto modifier = modifierFlags().find(part);
+        if (modifier == modifierFlags().end()) {
+            return failed(
+                fmt::format("'{}' is not a modifier (cmd, shift, ctrl, opt, fn, capslock)", part));
+        }
+        chord.flags |= modifier->second;
+        start = plus + 1;
+    }
+}
+
+Event keyEvent(EventType type, const Chord& chord, bool repeat = false) {
+    Event event;
+    event.type = type;
+    event.flags = chord.flags;
+    event.characters = chord.characters;
+    event.setField(EventField::KeyboardEventKeycode, chord.keyCode);
+    event.setField(EventField::KeyboardEventAutorepeat, repeat ? 1 : 0);
+    return event;
+}
+
+void inject(Context& context, Event event) {
+    context.onMain([&context, event] { context.mac.events().inject(event); });
+}
+
+sim::SimApp* appNamed(Context& context, const std::string& name) {
+    const auto matches = context.mac.applications().withName(name);
+    return matches.empty() ? nullptr : context.mac.applications().find(matches.front()->pid);
+}
+
+std::expected<sim::SimApp*, std::string> requireApp(Context& context, const std::string& name) {
+    if (sim::SimApp* app = appNamed(context, name)) {
+        return app;
+    }
+    return failed(fmt::format("no running application named \"{}\"", name));
+}
+
+// A typed literal of the language: "bool true", "int 20", "real 0.5", "string Normal".
+std::expected<platform::PlistValue, std::string> parseValue(const std::string& type,
+                                                            const std::string& text) {
+    if (type == "bool") {
+        const auto value = parseSwitch(text);
+        return value ? std::expected<platform::PlistValue, std::string>(*value)
+                     : std::unexpected(value.error());
+    }
+    if (type == "int") {
+        const auto value = parseInteger(text);
+        return value ? std::expected<platform::PlistValue, std::string>(*value)
+                     : std::unexpected(value.error());
+    }
+    if (type == "real") {
+        const auto value = parseNumber(text);
+        return value ? std::expected<platform::PlistValue, std::string>(*value)
+                     : std::unexpected(value.error());
+    }
+    if (type == "string") {
+        return platform::PlistValue(text);
+    }
+    return failed(fmt::format("'{}' is not a value type (bool, int, real, string)", type));
+}
+
+}  // namespace
+
+void addTimeWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"advance"},
+                    "advance DURATION",
+                    "let virtual time pass (2.5s, 150ms, 60m, 1h)",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        const auto duration = parseDuration(arguments[0]);
+                        SCENARIO_CHECK(duration);
+                        return compiledStep([duration = *duration](Context& context) -> Outcome {
+                            context.mac.dispatch().advance(duration);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"note"},
+                    "note TEXT",
+                    "write a line of narration into the trace",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([text = arguments[0]](Context& context) -> Outcome {
+                            context.mac.trace().record("note", text);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"mark"},
+                    "mark",
+                    "later `expect trace` lines look only at what follows",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            context.traceMark = context.mac.trace().lines().size();
+                            return {};
+                        });
+                    }});
+}
+
+void addWorldWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"launch", "app"},
+                    "launch app NAME [id BUNDLE-ID] [accessory|background] [refuses-to-quit] "
+                    "[quits-after DURATION]",
+                    "start another application; a regular one comes to the front",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() < 1) {
+                            return failed("needs the application's name");
+                        }
+                        sim::AppSpec spec{.bundleIdentifier = arguments.after("id").value_or(
+                                              "com.example." + arguments[0]),
+                                          .name = arguments[0]};
+                        if (arguments.has("accessory")) {
+                            spec.policy = platform::ActivationPolicy::Accessory;
+                        }
+                        if (arguments.has("background")) {
+                            spec.policy = platform::ActivationPolicy::Prohibited;
+                        }
+                        if (arguments.has("refuses-to-quit")) {
+                            spec.quitBehaviour = sim::QuitBehaviour::Refuse;
+                        }
+                        if (const auto delay = arguments.after("quits-after")) {
+                            const auto duration = parseDuration(*delay);
+                            SCENARIO_CHECK(duration);
+                            spec.quitBehaviour = sim::QuitBehaviour::QuitAfterDelay;
+                            spec.quitDelay = *duration;
+                        }
+                        return compiledStep([spec](Context& context) -> Outcome {
+                            context.mac.applications().launch(spec);
+                            return {};
+                        });
+                    }});
+    for (const char* verb : {"activate", "hide", "quit", "kill"}) {
+        vocabulary.add({{verb, "app"},
+                        fmt::format("{} app NAME", verb),
+                        fmt::format("{} an application as the user or the system would", verb),
+                        [verb = std::string(verb)](
+                            const Arguments& arguments) -> std::expected<Step, std::string> {
+                            SCENARIO_CHECK(arguments.requireCount(1, 1));
+                            return compiledStep(
+                                [verb, name = arguments[0]](Context& context) -> Outcome {
+                                    const auto app = requireApp(context, name);
+                                    SCENARIO_CHECK(app);
+                                    auto& apps = context.mac.applications();
+                                    const auto pid = (*app)->pid;
+                                    if (verb == "activate") {
+                                        apps.activate(pid);
+                                    } else if (verb == "hide") {
+                                        apps.hide(pid);
+                                    } else if (verb == "quit") {
+                                        apps.requestQuit(pid);
+                                    } else {
+                                        apps.kill(pid);
+                                    }
+                                    return {};
+                                });
+                        }});
+    }
+    vocabulary.add({{"window"},
+                    "window APP TITLE [at X,Y] [size WxH] [minimised]",
+                    "open a window of a running application",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() < 2) {
+                            return failed("needs the application and the title");
+                        }
+                        sim::WindowSpec spec{.title = arguments[1]};
+                        if (const auto at = arguments.after("at")) {
+                            const auto point = parsePoint(*at);
+                            SCENARIO_CHECK(point);
+                            spec.frame.origin = *point;
+                        }
+                        if (const auto size = arguments.after("size")) {
+                            const auto parsed = parseSize(*size);
+                            SCENARIO_CHECK(parsed);
+                            spec.frame.size = *parsed;
+                        }
+                        spec.minimized = arguments.has("minimised");
+                        return compiledStep(
+                            [app = arguments[0], spec](Context& context) -> Outcome {
+                                const auto owner = requireApp(context, app);
+                                SCENARIO_CHECK(owner);
+                                context.mac.applications().openWindow((*owner)->pid, spec);
+                                return {};
+                            });
+                    }});
+    vocabulary.add(
+        {{"file"},
+         "file PATH [contents TEXT]",
+         "create a file (and its folders)",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             if (arguments.size() != 1 && !(arguments.size() == 3 && arguments[1] == "contents")) {
+                 return failed("takes a path and optionally contents TEXT");
+             }
+             return compiledStep([path = arguments[0],
+                                  contents = arguments.after("contents").value_or("")](
+                                     Context& context) -> Outcome {
+                 const std::string full = context.expandPath(path);
+                 auto& files = context.mac.files();
+                 const auto folder = full.substr(0, full.find_last_of('/'));
+                 if (auto made = files.createDirectories(folder); !made) {
+                     return failed(made.error().description);
+                 }
+                 if (auto written = files.writeFileAtomically(full, toBytes(contents)); !written) {
+                     return failed(written.error().description);
+                 }
+                 context.mac.trace().record("world", fmt::format("file {}", full));
+                 return {};
+             });
+         }});
+    vocabulary.add({{"folder"},
+                    "folder PATH",
+                    "create a folder (and its parents)",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
+                            if (auto made =
+                                    context.mac.files().createDirectories(context.expandPath(path));
+                                !made) {
+                                return failed(made.error().description);
+                            }
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"finder", "window"},
+                    "finder window FOLDER",
+                    "open a Finder window on a folder",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
+                            context.mac.finder().openWindow(context.expandPath(path));
+                            return {};
+                        });
+                    }});
+    vocabulary.add(
+        {{"finder", "select"},
+         "finder select PATH...",
+         "select items in the front Finder window (or on the Desktop when it has the focus)",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             return compiledStep([paths = arguments.all()](Context& context) -> Outcome {
+                 std::vector<std::string> full;
+                 for (const auto& path : paths) {
+                     full.push_back(context.expandPath(path));
+                 }
+                 context.mac.finder().select(full);
+                 return {};
+             });
+         }});
+    vocabulary.add({{"finder", "desktop"},
+                    "finder desktop",
+                    "click the Desktop: it takes the focus",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            context.mac.finder().focusDesktop();
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"finder", "rename"},
+                    "finder rename PATH",
+                    "start editing an item's name",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
+                            context.mac.finder().startRenaming(context.expandPath(path));
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"finder", "done-renaming"},
+                    "finder done-renaming",
+                    "stop editing a name",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            context.mac.finder().finishRenaming();
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"copy", "text"},
+                    "copy text TEXT [from APP]",
+                    "another application copies text",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() != 1 && arguments.size() != 3) {
+                            return failed("takes the text and optionally from APP");
+                        }
+                        return compiledStep(
+                            [text = arguments[0], from = arguments.after("from").value_or("Notes")](
+                                Context& context) -> Outcome {
+                                context.mac.pasteboard().copyText(from, text);
+                                return {};
+                            });
+                    }});
+    vocabulary.add({{"copy", "files"},
+                    "copy files PATH...",
+                    "Finder copies files (URLs and names)",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() == 0) {
+                            return failed("needs at least one path");
+                        }
+                        return compiledStep([paths = arguments.all()](Context& context) -> Outcome {
+                            std::vector<std::string> full;
+                            for (const auto& path : paths) {
+                                full.push_back(context.expandPath(path));
+                            }
+                            context.mac.pasteboard().copyFiles(full);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"copy", "image"},
+                    "copy image png|tiff BYTES [from APP]",
+                    "another application copies image data of that many bytes",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() != 2 && arguments.size() != 4) {
+                            return failed("takes the type, the size and optionally from APP");
+                        }
+                        if (arguments[0] != "png" && arguments[0] != "tiff") {
+                            return failed("the image type is png or tiff");
+                        }
+                        const auto size = parseInteger(arguments[1]);
+                        if (!size || *size < 0) {
+                            return failed("the size is a whole number of bytes");
+                        }
+                        const std::string type(arguments[0] == "png"
+                                                   ? platform::pasteboard_types::kPNG
+                                                   : platform::pasteboard_types::kTIFF);
+                        return compiledStep([type, size = *size,
+                                             from = arguments.after("from").value_or("Preview")](
+                                                Context& context) -> Outcome {
+                            Bytes image(static_cast<std::size_t>(size));
+                            for (std::size_t index = 0; index < image.size(); ++index) {
+                                image[index] = static_cast<std::uint8_t>(index * 7 % 251);
+                            }
+                            context.mac.pasteboard().copyImage(from, image, type);
+                            return {};
+                        });
+                    }});
+    vocabulary.add(
+        {{"permission"},
+         "permission accessibility|screen-recording|input-monitoring on|off",
+         "grant or revoke one of this program's permissions",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             SCENARIO_CHECK(arguments.requireCount(2, 2));
+             const auto granted = parseSwitch(arguments[1]);
+             SCENARIO_CHECK(granted);
+             const std::string which = arguments[0];
+             if (which != "accessibility" && which != "screen-recording" &&
+                 which != "input-monitoring") {
+                 return failed(fmt::format("'{}' is not a permission", which));
+             }
+             return compiledStep([which, granted = *granted](Context& context) -> Outcome {
+                 auto& permissions = context.mac.permissions();
+                 (which == "accessibility"      ? permissions.accessibility
+                  : which == "screen-recording" ? permissions.screenRecording
+                                                : permissions.inputMonitoring) = granted;
+                 context.mac.trace().record(
+                     "privacy", fmt::format("{} {}", which, granted ? "granted" : "revoked"));
+                 return {};
+             });
+         }});
+    vocabulary.add({{"automation"},
+                    "automation BUNDLE-ID|answer allow|deny|ask",
+                    "set Automation for a target application, or what the user answers when asked",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(2, 2));
+                        const std::map<std::string, sim::AutomationState> states = {
+                            {"allow", sim::AutomationState::Allowed},
+                            {"deny", sim::AutomationState::Denied},
+                            {"ask", sim::AutomationState::NotDetermined}};
+                        const auto state = states.find(arguments[1]);
+                        if (state == states.end()) {
+                            return failed("the state is allow, deny or ask");
+                        }
+                        return compiledStep([target = arguments[0],
+                                             state = state->second](Context& context) -> Outcome {
+                            if (target == "answer") {
+                                context.mac.permissions().automationAnswer = state;
+                            } else {
+                                context.mac.permissions().automation[target] = state;
+                            }
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"defaults", "set"},
+                    "defaults set DOMAIN KEY bool|int|real|string VALUE",
+                    "store a value in a defaults domain directly",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(4, 4));
+                        const auto value = parseValue(arguments[2], arguments[3]);
+                        SCENARIO_CHECK(value);
+                        return compiledStep([domain = arguments[0], key = arguments[1],
+                                             value = *value](Context& context) -> Outcome {
+                            context.mac.defaults().set(domain, key, value);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"defaults", "remove"},
+                    "defaults remove DOMAIN KEY",
+                    "remove a key directly",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(2, 2));
+                        return compiledStep([domain = arguments[0],
+                                             key = arguments[1]](Context& context) -> Outcome {
+                            context.mac.defaults().remove(domain, key);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"network"},
+                    "network wifi|ethernet|none [constrained]",
+                    "join a network (Low Data Mode when constrained) or lose it",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 2));
+                        const std::string kind = arguments[0];
+                        if (kind != "wifi" && kind != "ethernet" && kind != "none") {
+                            return failed("the network is wifi, ethernet or none");
+                        }
+                        platform::NetworkPathState path;
+                        path.status = kind == "none"
+                                          ? platform::NetworkPathState::Status::Unsatisfied
+                                          : platform::NetworkPathState::Status::Satisfied;
+                        path.usesWiFi = kind == "wifi";
+                        path.usesWiredEthernet = kind == "ethernet";
+                        path.isConstrained = arguments.has("constrained");
+                        return compiledStep([path](Context& context) -> Outcome {
+                            context.mac.network().setPath(path);
+                            return {};
+                        });
+                    }});
+    const std::pair<const char*, std::vector<platform::WorkspaceNotification>> power[] = {
+        {"sleep", {platform::WorkspaceNotification::WillSleep}},
+        {"wake", {platform::WorkspaceNotification::DidWake}},
+        {"screens-sleep", {platform::WorkspaceNotification::ScreensDidSleep}},
+        {"screens-wake", {platform::WorkspaceNotification::ScreensDidWake}}};
+    for (const auto& [name, notifications] : power) {
+        vocabulary.add(
+            {{name},
+             name,
+             fmt::format("the Mac's {} notification", name),
+             [notifications](const Arguments& arguments) -> std::expected<Step, std::string> {
+                 SCENARIO_CHECK(arguments.requireCount(0, 0));
+                 return compiledStep([notifications](Context& context) -> Outcome {
+                     for (const auto notification : notifications) {
+                         context.mac.applications().post(notification);
+                     }
+                     return {};
+                 });
+             }});
+    }
+}
+
+void addInputWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"press"},
+                    "press KEYS [repeat N]",
+                    "press and release a key with modifiers (cmd+shift+x, delete, return); "
+                    "repeat N sends N auto-repeat key-downs before the release",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() != 1 &&
+                            !(arguments.size() == 3 && arguments[1] == "repeat")) {
+                            return failed("takes the keys and optionally repeat N");
+                        }
+                        const auto chord = parseChord(arguments[0]);
+                        SCENARIO_CHECK(chord);
+                        std::int64_t repeats = 0;
+                        if (const auto count = arguments.after("repeat")) {
+                            const auto parsed = parseInteger(*count);
+                            if (!parsed || *parsed < 0) {
+                                return failed("repeat takes a whole number");
+                            }
+                            repeats = *parsed;
+                        }
+                        return compiledStep([chord = *chord, repeats](Context& context) -> Outcome {
+                            inject(context, keyEvent(EventType::KeyDown, chord));
+                            for (std::int64_t index = 0; index < repeats; ++index) {
+                                context.mac.dispatch().advance(platform::seconds(0.05));
+                                inject(context, keyEvent(EventType::KeyDown, chord, true));
+                            }
+                            inject(context, keyEvent(EventType::KeyUp, chord));
+                            return {};
+                        });
+                    }});
+    for (const bool holding : {true, false}) {
+        vocabulary.add(
+            {{holding ? "hold" : "release"},
+             holding ? "hold MODIFIER-KEY" : "release MODIFIER-KEY",
+             "press or release a modifier key alone (left-option, right-command...): a "
+             "flags-changed event",
+             [holding](const Arguments& arguments) -> std::expected<Step, std::string> {
+                 SCENARIO_CHECK(arguments.requireCount(1, 1));
+                 const auto flag = modifierKeyFlags().find(arguments[0]);
+                 if (flag == modifierKeyFlags().end()) {
+                     return failed(fmt::format("'{}' is not a modifier key", arguments[0]));
+                 }
+                 Chord chord{keyCodes().find(arguments[0])->second, holding ? flag->second : 0, ""};
+                 return compiledStep([chord](Context& context) -> Outcome {
+                     inject(context, keyEvent(EventType::FlagsChanged, chord));
+                     return {};
+                 });
+             }});
+    }
+    const std::pair<const char*, EventType> mouseActions[] = {{"down", EventType::LeftMouseDown},
+                                                              {"up", EventType::LeftMouseUp},
+                                                              {"drag", EventType::LeftMouseDragged},
+                                                              {"move", EventType::MouseMoved}};
+    for (const auto& [action, type] : mouseActions) {
+        vocabulary.add({{"mouse", action},
+                        fmt::format("mouse {} X,Y [button N]", action),
+                        "a mouse event at a point of the screen (top-left origin); buttons 2 and "
+                        "above are the other buttons",
+                        [type](const Arguments& arguments) -> std::expected<Step, std::string> {
+                            if (arguments.size() != 1 && arguments.size() != 3) {
+                                return failed("takes a point and optionally button N");
+                            }
+                            const auto point = parsePoint(arguments[0]);
+                            SCENARIO_CHECK(point);
+                            std::int64_t button = 0;
+                            if (const auto number = arguments.after("button")) {
+                                const auto parsed = parseInteger(*number);
+                                if (!parsed || *parsed < 0) {
+                                    return failed("button takes a whole number");
+                                }
+                                button = *parsed;
+                            }
+                            Event event;
+                            event.type = type;
+                            if (button >= 2) {
+                                event.type =
+                                    type == EventType::LeftMouseDown ? EventType::OtherMouseDown
+                                    : type == EventType::LeftMouseUp ? EventType::OtherMouseUp
+                                    : type == EventType::LeftMouseDragged
+                                        ? EventType::OtherMouseDragged
+                                        : type;
+                            }
+                            event.location = *point;
+                            event.setField(EventField::MouseEventButtonNumber, button);
+                            return compiledStep([event](Context& context) -> Outcome {
+                                inject(context, event);
+                                return {};
+                            });
+                        }});
+    }
+    vocabulary.add({{"scroll"},
+                    "scroll DX,DY [continuous]",
+                    "a scroll-wheel event (lines, or pixels when continuous)",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 2));
+                        const auto delta = parsePoint(arguments[0]);
+                        SCENARIO_CHECK(delta);
+                        Event event;
+                        event.type = EventType::ScrollWheel;
+                        event.setField(EventField::ScrollWheelEventDeltaAxis1,
+                                       static_cast<std::int64_t>(delta->y));
+                        event.setField(EventField::ScrollWheelEventDeltaAxis2,
+                                       static_cast<std::int64_t>(delta->x));
+                        event.setField(EventField::ScrollWheelEventIsContinuous,
+                                       arguments.has("continuous") ? 1 : 0);
+                        return compiledStep([event](Context& context) -> Outcome {
+                            inject(context, event);
+                            return {};
+                        });
+                    }});
+    for (const char* reason : {"timeout", "user-input"}) {
+        vocabulary.add({{"disable-taps", reason},
+                        fmt::format("disable-taps {}", reason),
+                        "the system turns the event taps off",
+                        [timeout = std::string(reason) == "timeout"](
+                            const Arguments& arguments) -> std::expected<Step, std::string> {
+                            SCENARIO_CHECK(arguments.requireCount(0, 0));
+                            return compiledStep([timeout](Context& context) -> Outcome {
+                                context.onMain([&context, timeout] {
+                                    context.mac.events().disableTaps(
+                                        timeout ? EventType::TapDisabledByTimeout
+                                                : EventType::TapDisabledByUserInput);
+                                });
+                                return {};
+                            });
+                        }});
+    }
+}
+
+void addProgramWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"launch", "parvelmac"},
+                    "launch parvelmac [ARGUMENTS...]",
+                    "start ParvelMac with command-line arguments (--background...)",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        return compiledStep([words = arguments.all()](Context& context) -> Outcome {
+                            if (context.program.isRunning()) {
+                                return failed("ParvelMac is already running");
+                            }
+                            context.program.launch(words);
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"quit", "parvelmac"},
+                    "quit parvelmac",
+                    "quit ParvelMac as its Quit command does",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            if (!context.program.isRunning()) {
+                                return failed("ParvelMac is not running");
+                            }
+                            context.program.quit();
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"reopen", "parvelmac"},
+                    "reopen parvelmac",
+                    "open the running ParvelMac again from Finder or the Dock",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            if (!context.program.isRunning()) {
+                                return failed("ParvelMac is not running");
+                            }
+                            context.program.reopen();
+                            return {};
+                        });
+                    }});
+}
+
+void addToolWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"run"},
+                    "run PATH [ARGUMENTS...]",
+                    "run a command-line tool on the simulated Mac as the program would, and keep "
+                    "its exit status and output for `expect exit` and `expect output`",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        if (arguments.size() == 0) {
+                            return failed("needs the tool's path");
+                        }
+                        return compiledStep([words = arguments.all()](Context& context) -> Outcome {
+                            platform::LaunchRequest request{words.front(),
+                                                            {words.begin() + 1, words.end()},
+                                                            platform::StreamTarget::Pipe,
+                                                            platform::StreamTarget::Pipe};
+                            auto child = context.mac.processes().launch(request);
+                            if (!child) {
+                                context.lastRun = ToolRun{-1, "", child.error().description};
+                            } else {
+                                const int status = (*child)->waitUntilExit();
+                                context.lastRun =
+                                    ToolRun{status, (*child)->readOutput(), (*child)->readError()};
+                            }
+                            context.mac.trace().record(
+                                "tool", fmt::format("exit {}{}", context.lastRun->status,
+                                                    context.lastRun->output.empty()
+                                                        ? ""
+                                                        : ", output: " + context.lastRun->output));
+                            return {};
+                        });
+                    }});
+    vocabulary.add(
+        {{"script"},
+         "script TEXT",
+         "send an AppleScript as the program would; keeps the result for `expect script`",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             SCENARIO_CHECK(arguments.requireCount(1, 1));
+             return compiledStep([source = arguments[0]](Context& context) -> Outcome {
+                 const auto result = context.mac.platform().appleScript->run(source);
+                 context.lastScriptResult.reset();
+                 context.lastScriptError.reset();
+                 if (result) {
+                     context.lastScriptResult = *result;
+                 } else {
+                     context.lastScriptError =
+                         std::pair{result.error().number, result.error().message};
+                 }
+                 return {};
+             });
+         }});
+}
+
+void addSystemWords(Vocabulary& vocabulary) {
+    vocabulary.add({{"administrator"},
+                    "administrator approve|cancel",
+                    "how the user answers the next requests for an administrator's password",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        if (arguments[0] != "approve" && arguments[0] != "cancel") {
+                            return failed("the answer is approve or cancel");
+                        }
+                        return compiledStep(
+                            [approve = arguments[0] == "approve"](Context& context) -> Outcome {
+                                context.mac.systemTools().administratorPrompt().answer =
+                                    approve ? sim::AdministratorAnswer::Approve
+                                            : sim::AdministratorAnswer::Cancel;
+                                return {};
+                            });
+                    }});
+    vocabulary.add({{"login"},
+                    "login",
+                    "a new login session starts the user's launch agents",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            context.onMain(
+                                [&context] { context.mac.systemTools().launchAgents().login(); });
+                            return {};
+                        });
+                    }});
+    vocabulary.add(
+        {{"defaults", "fail"},
+         "defaults fail DOMAIN STATUS [ERROR-TEXT]",
+         "make `defaults write` and `defaults delete` on a domain fail",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             SCENARIO_CHECK(arguments.requireCount(2, 3));
+             const auto status = parseInteger(arguments[1]);
+             SCENARIO_CHECK(status);
+             return compiledStep(
+                 [domain = arguments[0], status = static_cast<int>(*status),
+                  text = arguments.size() == 3 ? arguments[2] : ""](Context& context) -> Outcome {
+                     context.mac.systemTools().failDefaultsWrites(domain, status, text);
+                     return {};
+                 });
+         }});
+}
+
+Vocabulary standardVocabulary() {
+    Vocabulary vocabulary;
+    addTimeWords(vocabulary);
+    addWorldWords(vocabulary);
+    addInputWords(vocabulary);
+    addProgramWords(vocabulary);
+    addToolWords(vocabulary);
+    addSystemWords(vocabulary);
+    addUserInterfaceWords(vocabulary);
+    addExpectationWords(vocabulary);
+    return vocabulary;
+}
+
+}  // namespace parvel::scenario

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -6,6 +9,7 @@
 #include "Scenario.h"
 #include "Words.h"
 #include "platform/sim/SimulatedMac.h"
+#include "platform/sim/Trace.h"
 #include "platform/sim/world/Applications.h"
 
 namespace parvel::scenario {
@@ -116,6 +120,31 @@ TEST_F(ScenarioRunTest, LaunchingTheProgramRegistersItsDefaults) {
         "expect defaults com.tarnby.parvelmac defaultsInitialized bool true\n"
         "expect defaults com.tarnby.parvelmac aiProvider string \"Google Gemini (Free tier)\"\n"));
     EXPECT_FALSE(runText("launch parvelmac\n")) << "it is running already";
+}
+
+// The whole printed trace of a scenario, as parvelmac-sim prints it.
+std::string traceOf(const std::string& scenario) {
+    sim::SimulatedMac mac;
+    HostedProgram program(mac);
+    std::ostringstream out;
+    Context context{mac, program, out};
+    const auto lines = compile(scenario, standardVocabulary());
+    EXPECT_TRUE(lines.has_value());
+    EXPECT_TRUE(run(*lines, context, "tour.scenario")) << out.str();
+    mac.dispatch().shutdown();
+    for (const auto& line : mac.trace().lines()) {
+        out << sim::Trace::format(line) << '\n';
+    }
+    return out.str();
+}
+
+TEST(ScenarioDeterminism, TheTourPrintsTheSameTraceByteForByte) {
+    std::ifstream file(PARVELMAC_TOUR_SCENARIO);
+    const std::string tour{std::istreambuf_iterator<char>(file), {}};
+    ASSERT_FALSE(tour.empty());
+    const std::string first = traceOf(tour);
+    EXPECT_GT(std::ranges::count(first, '\n'), 50);
+    EXPECT_EQ(first, traceOf(tour));
 }
 
 }  // namespace

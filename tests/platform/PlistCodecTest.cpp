@@ -12,16 +12,12 @@
 #include <stdio.h>
 
 #include "platform/DefaultsContract.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "support/CommandOutput.h"
 
-namespace parvel::posix {
+namespace parvel::platform {
 namespace {
 
-using platform::PlistArray;
-using platform::PlistDate;
-using platform::PlistDictionary;
-using platform::PlistValue;
 using testing::HasSubstr;
 
 constexpr auto kInt64Min = std::numeric_limits<std::int64_t>::min();
@@ -326,4 +322,4 @@ TEST(PlistCodec, IndependentReadersSeeWhatWasWritten) {
 }
 
 }  // namespace
-}  // namespace parvel::posix
+}  // namespace parvel::platform

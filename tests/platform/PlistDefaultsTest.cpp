@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "platform/DefaultsContract.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/sim/MemoryLog.h"
@@ -21,9 +21,12 @@
 namespace parvel::posix {
 namespace {
 
+using platform::decodePlist;
+using platform::encodePlist;
 using platform::PlistArray;
 using platform::PlistDate;
 using platform::PlistDictionary;
+using platform::PlistFormat;
 using platform::PlistValue;
 using testing::HasSubstr;
 using testing::StartsWith;

@@ -5,12 +5,17 @@
 #include <fmt/format.h>
 
 #include "base/Error.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 
 namespace parvel::posix {
 namespace {
 
+using platform::decodePlist;
+using platform::encodePlist;
+using platform::kPlistErrorDomain;
 using platform::PlistDictionary;
+using platform::PlistErrorCode;
+using platform::PlistFormat;
 using platform::PlistValue;
 
 constexpr std::string_view kFileExtension = ".plist";

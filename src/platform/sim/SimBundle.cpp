@@ -1,7 +1,7 @@
 #include "platform/sim/SimBundle.h"
 
 #include "base/FileURL.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 
 namespace parvel::sim {
 
@@ -10,7 +10,7 @@ std::optional<std::string> SimBundle::infoString(std::string_view key) const {
     if (!contents) {
         return std::nullopt;
     }
-    const auto info = posix::decodePlist(*contents);
+    const auto info = platform::decodePlist(*contents);
     const auto* dictionary = info ? info->asDictionary() : nullptr;
     if (dictionary == nullptr) {
         return std::nullopt;

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 #include "platform/posix/CurlHttp.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcesses.h"
@@ -235,7 +235,7 @@ void SimulatedMac::createFolders() {
         {"CFBundleIdentifier", std::string(SimBundle::kBundleIdentifier)},
         {"CFBundleName", "ParvelMac"},
         {"CFBundleShortVersionString", "1.0"}};
-    const auto encoded = posix::encodePlist(platform::PlistValue(info), posix::PlistFormat::Xml);
+    const auto encoded = platform::encodePlist(platform::PlistValue(info), platform::PlistFormat::Xml);
     if (!encoded || !files.writeFileAtomically(bundle().infoPlistPath(), *encoded)) {
         throw std::runtime_error("could not write the bundle's Info.plist in the sandbox");
     }

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/PlistValue.h"
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "platform/sim/SimProcesses.h"
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/tools/SystemTools.h"
@@ -52,7 +52,7 @@ class SystemToolsTest : public testing::Test {
     }
 
     void writePlist(const std::string& path, const platform::PlistValue& value) {
-        const auto encoded = posix::encodePlist(value, posix::PlistFormat::Xml);
+        const auto encoded = platform::encodePlist(value, platform::PlistFormat::Xml);
         ASSERT_TRUE(encoded.has_value());
         makeFolder(path.substr(0, path.find_last_of('/')));
         ASSERT_TRUE(mac.files().writeFileAtomically(path, *encoded));

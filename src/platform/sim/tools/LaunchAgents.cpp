@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "platform/sim/Trace.h"
 
 namespace parvel::sim {
@@ -32,7 +32,7 @@ Result<LaunchAgent> LaunchAgents::readAgent(const std::string& plistPath) const 
     if (!contents) {
         return std::unexpected(contents.error());
     }
-    const auto plist = posix::decodePlist(*contents);
+    const auto plist = platform::decodePlist(*contents);
     const PlistDictionary* dictionary = plist ? plist->asDictionary() : nullptr;
     if (dictionary == nullptr) {
         return failure(EIO);

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 #include "platform/sim/SimWorkspace.h"
 #include "platform/sim/Trace.h"
 
@@ -40,7 +40,7 @@ std::expected<void, std::string> PluginRegistry::add(const std::string& bundlePa
     if (!contents) {
         return std::unexpected(fmt::format("{}: {}", bundlePath, contents.error().description));
     }
-    const auto info = posix::decodePlist(*contents);
+    const auto info = platform::decodePlist(*contents);
     const PlistDictionary* dictionary = info ? info->asDictionary() : nullptr;
     if (dictionary == nullptr) {
         return std::unexpected(fmt::format("{}: Info.plist is not a dictionary", bundlePath));

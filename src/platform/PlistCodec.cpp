@@ -1,4 +1,4 @@
-#include "platform/posix/PlistCodec.h"
+#include "platform/PlistCodec.h"
 
 #include <algorithm>
 #include <array>
@@ -19,13 +19,9 @@
 
 #include "base/Utf8.h"
 
-namespace parvel::posix {
+namespace parvel::platform {
 namespace {
 
-using platform::PlistArray;
-using platform::PlistDate;
-using platform::PlistDictionary;
-using platform::PlistValue;
 using ByteSpan = std::span<const std::uint8_t>;
 
 constexpr std::string_view kBinaryMagic = "bplist00";
@@ -892,7 +888,7 @@ Result<PlistValue> toValue(plist_t node) {
 
 }  // namespace
 
-Result<Bytes> encodePlist(const platform::PlistValue& root, PlistFormat format) {
+Result<Bytes> encodePlist(const PlistValue& root, PlistFormat format) {
     const auto node = buildNode(root, 1, format);
     if (!node) {
         return std::unexpected(node.error());
@@ -907,7 +903,7 @@ Result<Bytes> encodePlist(const platform::PlistValue& root, PlistFormat format) 
     return takeBuffer<XmlBuffer>(buffer, length);
 }
 
-Result<platform::PlistValue> decodePlist(const Bytes& bytes) {
+Result<PlistValue> decodePlist(const Bytes& bytes) {
     if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
         return failure(PlistErrorCode::TooComplex);
     }
@@ -919,4 +915,4 @@ Result<platform::PlistValue> decodePlist(const Bytes& bytes) {
     return toValue(root->get());
 }
 
-}  // namespace parvel::posix
+}  // namespace parvel::platform

@@ -8,7 +8,7 @@
 #include "base/Error.h"
 #include "platform/PlistValue.h"
 
-namespace parvel::posix {
+namespace parvel::platform {
 
 // Errors of the property-list codec carry this domain and one of the codes below.
 inline constexpr std::string_view kPlistErrorDomain = "ParvelMac.Plist";
@@ -31,9 +31,9 @@ enum class PlistFormat { Binary, Xml };
 
 // Serialises a value of any type as the root of a property list. Dates keep microseconds in the
 // binary format; the XML format stores whole seconds, as every other writer of it does.
-Result<Bytes> encodePlist(const platform::PlistValue& root, PlistFormat format);
+Result<Bytes> encodePlist(const PlistValue& root, PlistFormat format);
 
 // Reads a binary or XML property list. Never trusts the input: anything malformed is an error.
-Result<platform::PlistValue> decodePlist(const Bytes& bytes);
+Result<PlistValue> decodePlist(const Bytes& bytes);
 
-}  // namespace parvel::posix
+}  // namespace parvel::platform

@@ -1,11 +1,12 @@
 #include "app/CompositionRoot.h"
 
+#include "platform/Application.h"
+
 namespace parvel {
 
-using platform::need;
-
-CompositionRoot::CompositionRoot(const platform::Platform& platform)
-    : settings_(need(platform.defaults, "defaults")),
-      processRunner_(need(platform.processes, "processes")) {}
+int CompositionRoot::run() {
+    platform::need(platform_.application, "application").run(delegate_);
+    return 0;
+}
 
 }  // namespace parvel

@@ -1,24 +1,26 @@
 #pragma once
 
-#include "app/ProcessRunner.h"
-#include "app/SettingsStore.h"
+#include "app/AppDelegate.h"
 #include "platform/Platform.h"
 
 namespace parvel {
 
-// The one place that builds the application's objects from a platform adapter's services and
-// hands each exactly the services it needs. The application delegate and its controllers join
-// here as they are built.
+// The one place that builds the application from a platform adapter's services: the application
+// delegate, which creates every controller with exactly the services it needs.
 class CompositionRoot {
   public:
-    explicit CompositionRoot(const platform::Platform& platform);
+    explicit CompositionRoot(const platform::Platform& platform)
+        : platform_(platform), delegate_(platform) {}
 
-    SettingsStore& settings() { return settings_; }
-    const ProcessRunner& processRunner() const { return processRunner_; }
+    AppDelegate& delegate() { return delegate_; }
+
+    // What main does: hands the delegate to the application object and turns its event loop
+    // until the application quits. Returns the process's exit status.
+    int run();
 
   private:
-    SettingsStore settings_;
-    ProcessRunner processRunner_;
+    const platform::Platform platform_;
+    AppDelegate delegate_;
 };
 
 }  // namespace parvel

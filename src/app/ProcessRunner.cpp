@@ -17,10 +17,14 @@ LaunchRequest request(std::string_view path, const ProcessRunner::Arguments& arg
 }  // namespace
 
 int ProcessRunner::runProcess(std::string_view path, const Arguments& arguments) const {
+    return exitStatus(path, arguments).value_or(-1);
+}
+
+Result<int> ProcessRunner::exitStatus(std::string_view path, const Arguments& arguments) const {
     auto child =
         processes_.launch(request(path, arguments, StreamTarget::Null, StreamTarget::Null));
     if (!child) {
-        return -1;
+        return std::unexpected(child.error());
     }
     return (*child)->waitUntilExit();
 }

@@ -35,6 +35,8 @@ class ProcessRunner {
 
     // Both streams go to the null device. The exit status, or -1 when the tool could not start.
     int runProcess(std::string_view path, const Arguments& arguments) const;
+    // The same, but a tool that could not start gives its start error.
+    Result<int> exitStatus(std::string_view path, const Arguments& arguments) const;
     // Both streams share one pipe, read after the tool exits, so only short outputs fit (a tool
     // that fills the pipe before exiting would wait forever). On a start failure: -1 and the
     // start error's description.

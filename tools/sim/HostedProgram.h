@@ -8,11 +8,17 @@ namespace parvel {
 class CompositionRoot;
 }
 
+namespace parvel::sim {
+struct OpenRequest;
+}
+
 namespace parvel::scenario {
 
-// ParvelMac as the scenario runner hosts it on the simulated Mac: what exists of the program is
-// built from the Mac's services when it launches and dropped when it quits. Launching registers
-// the settings' defaults, as the program's start-up does first.
+// ParvelMac as the scenario runner hosts it on the simulated Mac: each launch is a new process
+// of the program, built from the Mac's services (its composition root and application delegate)
+// and handed to the Mac's application object; it ends when the application terminates. Opening
+// the bundle with `open` (the permission gate's relaunch, a login agent) starts a process too,
+// unless one runs and the request is for the background.
 class HostedProgram final : public ProgramHost {
   public:
     explicit HostedProgram(sim::SimulatedMac& mac);
@@ -25,9 +31,17 @@ class HostedProgram final : public ProgramHost {
     void reopen() override;
     bool isRunning() const override { return root_ != nullptr; }
 
+    // How many processes of the program have started.
+    int launches() const { return launches_; }
+
   private:
+    void startProcess(const std::vector<std::string>& arguments);
+    void endProcess();
+    bool openRequested(const sim::OpenRequest& request);
+
     sim::SimulatedMac& mac_;
     std::unique_ptr<CompositionRoot> root_;
+    int launches_ = 0;
 };
 
 }  // namespace parvel::scenario

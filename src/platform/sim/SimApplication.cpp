@@ -88,6 +88,9 @@ void SimApplication::terminate() {
         active_ = false;
         trace_.record(kCategory, "terminated");
         dispatch_.stopMainLoop();
+        if (terminatedHook_) {
+            terminatedHook_();
+        }
     }));
 }
 

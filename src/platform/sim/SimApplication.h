@@ -54,6 +54,8 @@ class SimApplication final : public platform::Application {
     void onActivationPolicyChange(std::function<void(platform::ActivationPolicy)> hook) {
         policyHook_ = std::move(hook);
     }
+    // Called once the application has terminated (after the delegate's applicationWillTerminate).
+    void onTerminated(std::function<void()> hook) { terminatedHook_ = std::move(hook); }
 
     bool hasFinishedLaunching() const;
     bool isTerminated() const;
@@ -78,6 +80,7 @@ class SimApplication final : public platform::Application {
     int beeps_ = 0;
     std::function<void()> activateHook_;
     std::function<void(platform::ActivationPolicy)> policyHook_;
+    std::function<void()> terminatedHook_;
     // Work posted to the main queue holds this weakly and does nothing once it is gone.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

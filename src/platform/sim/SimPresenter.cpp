@@ -1158,6 +1158,16 @@ bool SimPresenter::isDarkAppearance() const {
     return darkAppearance_;
 }
 
+void SimPresenter::forgetProgram() {
+    windows_.clear();
+    screen_.clear();
+    keyWindow_.reset();
+    statusItem_.reset();
+    statusMenuOpen_ = false;
+    modals_.clear();
+    trace_.record("window", "the program's windows and menu-bar item are gone");
+}
+
 void SimPresenter::setDarkAppearance(bool dark) {
     darkAppearance_ = dark;
     trace_.record("ui", dark ? "appearance: dark" : "appearance: light");

@@ -81,6 +81,9 @@ class SimPresenter final : public platform::Presenter {
 
     // The simulated system.
     void setDarkAppearance(bool dark);
+    // The program's process ended: its windows, its menu-bar item and any alert it showed are
+    // gone. Answers queued by the user stay for the next process.
+    void forgetProgram();
     // Key presses in alerts and fields pass through this first, as they pass through the
     // application's local event monitors; returning false swallows the key. The simulated
     // events service hands its local monitors here.
@@ -196,9 +199,7 @@ class SimPresenter final : public platform::Presenter {
     std::deque<std::string> queuedAlertAnswers_;
     std::deque<std::vector<std::string>> queuedPanelAnswers_;
     platform::LocalMonitorHandler localKeyMonitors_;
-    // Work this presenter posts holds this weakly and does nothing once it is gone. Not a
-    // Lifetime: its guard holds a lock while the callback runs, and a callback blocked in a
-    // modal alert would then stall every other guarded callback.
+    // Work this presenter posts holds this weakly and does nothing once it is gone.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };
 

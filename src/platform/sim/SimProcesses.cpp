@@ -81,8 +81,11 @@ Result<std::unique_ptr<platform::ChildProcess>> SimProcesses::launch(
     trace_.record("process", shown);
     ToolResult result = tool->second(request.arguments);
     if (result.status != 0) {
+        const auto end = result.error.find_last_not_of(" \n");
+        const std::string shownError =
+            end == std::string::npos ? "" : result.error.substr(0, end + 1);
         trace_.record("process", fmt::format("exit {}{}", result.status,
-                                             result.error.empty() ? "" : ": " + result.error));
+                                             shownError.empty() ? "" : ": " + shownError));
     }
     std::string output = request.output == StreamTarget::Pipe ? std::move(result.output) : "";
     std::string error;

@@ -8,11 +8,12 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include "platform/posix/CurlHttp.h"
 #include "platform/PlistCodec.h"
+#include "platform/posix/CurlHttp.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcesses.h"
+#include "platform/sim/ProgramBundle.h"
 #include "platform/sim/RecordingDefaults.h"
 #include "platform/sim/SimAccessibility.h"
 #include "platform/sim/SimAppleScript.h"
@@ -103,7 +104,7 @@ struct SimulatedMac::Parts {
           bundle(files, options.bundlePath),
           processInfo(options.userId, mac.homeDirectory()),
           presenter(mac.dispatch_, trace),
-          application(mac.dispatch_, trace),
+          application(std::make_unique<SimApplication>(mac.dispatch_, trace)),
           keychain(&trace) {}
 
     Trace trace;
@@ -130,7 +131,7 @@ struct SimulatedMac::Parts {
     SimBundle bundle;
     SimProcessInfo processInfo;
     SimPresenter presenter;
-    SimApplication application;
+    std::unique_ptr<SimApplication> application;  // one per process of the program
     SimKeychain keychain;
     SimIntents intents;
     // The network is real: requests leave the simulated Mac (to loopback fakes in tests).
@@ -155,7 +156,7 @@ SimulatedMac::SimulatedMac(SimulatedMacOptions options)
     });
     parts.applications.adopt(kOwnPid, {std::string(SimBundle::kBundleIdentifier),
                                        "ParvelMac",
-                                       parts.application.activationPolicy(),
+                                       parts.application->activationPolicy(),
                                        QuitBehaviour::Quit,
                                        {},
                                        options.bundlePath + "/Contents/MacOS/ParvelMac"});
@@ -172,6 +173,7 @@ SimulatedMac::SimulatedMac(SimulatedMacOptions options)
     parts.finder.launch();
     installSystemScripts();
     systemTools_ = std::make_unique<SystemTools>(*this);
+    ProgramBundle(parts.files, parts.trace).emulateSetupScript(*systemTools_);
 
     platform_.dispatch = &dispatch_;
     platform_.defaults = &parts.defaults;
@@ -192,7 +194,6 @@ SimulatedMac::SimulatedMac(SimulatedMacOptions options)
     platform_.keychain = &parts.keychain;
     platform_.intents = &parts.intents;
     platform_.http = &parts.http;
-    platform_.application = &parts.application;
 }
 
 SimulatedMac::~SimulatedMac() {
@@ -209,11 +210,12 @@ SimulatedMac::~SimulatedMac() {
 // activated program is the frontmost application, its key presses pass its local monitors.
 void SimulatedMac::connectOwnApplication() {
     Parts& parts = *parts_;
-    parts.application.connectPresenter(&parts.presenter);
-    parts.application.onActivate([this] { applications().activate(kOwnPid); });
-    parts.application.onActivationPolicyChange([this](platform::ActivationPolicy policy) {
+    parts.application->connectPresenter(&parts.presenter);
+    parts.application->onActivate([this] { applications().activate(kOwnPid); });
+    parts.application->onActivationPolicyChange([this](platform::ActivationPolicy policy) {
         applications().setActivationPolicy(kOwnPid, policy);
     });
+    platform_.application = parts.application.get();
     parts.presenter.setLocalKeyMonitors(
         [this](const platform::Event& event) { return events().offerToLocalMonitors(event); });
 }
@@ -231,14 +233,7 @@ void SimulatedMac::createFolders() {
                                                  created.error().description));
         }
     }
-    const platform::PlistDictionary info{
-        {"CFBundleIdentifier", std::string(SimBundle::kBundleIdentifier)},
-        {"CFBundleName", "ParvelMac"},
-        {"CFBundleShortVersionString", "1.0"}};
-    const auto encoded = platform::encodePlist(platform::PlistValue(info), platform::PlistFormat::Xml);
-    if (!encoded || !files.writeFileAtomically(bundle().infoPlistPath(), *encoded)) {
-        throw std::runtime_error("could not write the bundle's Info.plist in the sandbox");
-    }
+    ProgramBundle(files, trace()).install(bundle().bundlePath());
 }
 
 void SimulatedMac::installSystemScripts() {
@@ -347,7 +342,14 @@ SimIntents& SimulatedMac::intents() {
     return parts_->intents;
 }
 SimApplication& SimulatedMac::application() {
-    return parts_->application;
+    return *parts_->application;
+}
+
+void SimulatedMac::startNewProgramProcess() {
+    parts_->presenter.forgetProgram();
+    parts_->application = std::make_unique<SimApplication>(dispatch_, trace());
+    applications().setActivationPolicy(kOwnPid, parts_->application->activationPolicy());
+    connectOwnApplication();
 }
 SystemTools& SimulatedMac::systemTools() {
     return *systemTools_;

@@ -82,7 +82,12 @@ class SimulatedMac {
     SimPresenter& presenter();
     SimKeychain& keychain();
     SimIntents& intents();
+    // The application object of the program's current process.
     SimApplication& application();
+    // Starts a new process of the program after the last one ended: a fresh application object
+    // (platform().application follows it); the old process's windows and menu-bar item are gone.
+    // The process keeps its id, a simplification nothing in the program depends on.
+    void startNewProgramProcess();
     // The emulated command-line tools and their models (launch agents, plug-ins, the
     // administrator prompt).
     SystemTools& systemTools();

@@ -237,6 +237,8 @@ TEST(ShellWordsTest, SplitsOneSimpleCommandAndRefusesAnythingMore) {
 
 TEST_F(SystemToolsTest, PluginkitRegistersAndElectsTheFinderSyncExtension) {
     const std::string appex = mac.bundle().builtInPlugInsPath() + "/ParvelMacFinderSync.appex";
+    // The simulated bundle ships the extension; this test brings it in itself.
+    ASSERT_TRUE(mac.files().removeItem(appex));
     const std::vector<std::string> match = {"-m", "-A", "-D", "-i", kFinderSync};
     EXPECT_EQ(run(kPluginkit, match), Outcome{}) << "unknown: no output";
     EXPECT_EQ(run(kPluginkit, {"-e", "use", "-i", kFinderSync}).status, 1);

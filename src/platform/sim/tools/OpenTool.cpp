@@ -230,7 +230,7 @@ ToolResult OpenTool::openBundle(const std::string& path, const OpenRequest& flag
     const bool exists = files_.isDirectory(request.applicationPath);
     const bool handled = exists && openApplication_ && openApplication_(request);
     trace_.record("open", fmt::format("open application {}: {}", describe(request),
-                                      handled  ? "started"
+                                      handled  ? "opened"
                                       : exists ? "nobody started it"
                                                : "no such bundle"));
     if (!exists || !openApplication_) {

@@ -1,0 +1,338 @@
+#include "app/AppDelegate.h"
+
+#include <algorithm>
+
+#include "app/SettingsKeys.h"
+#include "platform/Accessibility.h"
+#include "platform/Events.h"
+#include "platform/Intents.h"
+#include "platform/Log.h"
+#include "platform/ProcessInfo.h"
+#include "platform/WindowServer.h"
+#include "ui/Alert.h"
+
+namespace parvel {
+
+namespace keys = settings_keys;
+using platform::ActivationPolicy;
+using platform::need;
+using platform::QualityOfService;
+using Section = SettingsWindowController::Section;
+
+namespace {
+
+constexpr std::string_view kBackgroundSwitch = "--background";
+constexpr std::string_view kUnregisterSwitch = "--unregister-login-agent";
+constexpr std::string_view kLaunchctl = "/bin/launchctl";
+constexpr std::string_view kOpen = "/usr/bin/open";
+constexpr platform::Duration kMenuRefreshInterval = platform::seconds(15);
+constexpr platform::Duration kSettingsPushDelay = platform::seconds(0.05);
+constexpr std::string_view kPasteFailedMessage = "Could not paste items";
+
+constexpr std::int64_t kSpaceKeyCode = 49;
+
+// The stored value when the key holds a string, else the fallback. The two call sites use
+// different fallbacks on purpose: "Launchpad" when the interface is built, "Default" when the
+// settings are applied again.
+std::string leftOptionMode(const SettingsStore& settings, std::string_view fallback) {
+    return settings.stringOr(keys::leftOptionHookModeKey, fallback);
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate(const platform::Platform& platform)
+    : platform_(platform),
+      settingsStore_(need(platform.defaults, "defaults")),
+      runner_(need(platform.processes, "processes")),
+      keychain_(need(platform.keychain, "keychain")),
+      chatGPT_(settingsStore_, keychain_, need(platform.http, "http"),
+               need(platform.processInfo, "process info"), need(platform.log, "log")),
+      askAI_(chatGPT_),
+      loginAgent_(settingsStore_, runner_, need(platform.fileSystem, "file system"),
+                  need(platform.processInfo, "process info"), need(platform.log, "log"),
+                  need(platform.presenter, "presenter")),
+      installedComponents_(std::make_shared<InstalledComponents>(
+          need(platform.bundle, "bundle"), need(platform.fileSystem, "file system"), runner_,
+          need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
+          need(platform.log, "log"))),
+      statusMenu_(settingsStore_, need(platform.bundle, "bundle"),
+                  need(platform.presenter, "presenter")),
+      lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),
+      lowDataMonitorQueue_(
+          need(platform.dispatch, "dispatch")
+              .makeSerialQueue("com.tarnby.parvelmac.lowDataMonitor", QualityOfService::Default)),
+      systemModeQueue_(platform.dispatch->makeSerialQueue("com.tarnby.parvelmac.systemMode",
+                                                          QualityOfService::UserInitiated)),
+      updateCheckQueue_(platform.dispatch->makeSerialQueue("com.tarnby.parvelmac.updateCheck",
+                                                           QualityOfService::Utility)) {
+    // The Ask AI action is offered to the system whether or not the features may start.
+    need(platform.intents, "intents").registerIntent(askAI_.description());
+}
+
+AppDelegate::~AppDelegate() = default;
+
+bool AppDelegate::permissionsPresent() const {
+    return platform_.accessibility->isProcessTrusted() &&
+           platform_.windowServer->preflightScreenCaptureAccess() &&
+           platform_.events->preflightListenEventAccess();
+}
+
+bool AppDelegate::hasArgument(std::string_view argument) const {
+    const auto arguments = platform_.processInfo->arguments();
+    return std::ranges::find(arguments, argument) != arguments.end();
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    platform_.application->setActivationPolicy(ActivationPolicy::Accessory);
+    if (hasArgument(kUnregisterSwitch)) {
+        unregisterLoginAgentAndQuit();
+        return;
+    }
+    settingsStore_.initializeDefaults();
+    const bool background = hasArgument(kBackgroundSwitch);
+    if (!permissionsPresent()) {
+        // Nothing starts in this process; the gate relaunches a new one once everything is granted.
+        if (background) {
+            platform_.log->write("startup deferred; required macOS permissions missing");
+        } else if (!permissionGate_) {
+            permissionGate_ = std::make_unique<PermissionGateWindowController>(
+                PermissionGateWindowController::Services{
+                    *platform_.presenter, *platform_.application, *platform_.accessibility,
+                    *platform_.windowServer, *platform_.events, *platform_.appleScript,
+                    *platform_.workspace, *platform_.dispatch, *platform_.bundle, runner_});
+            permissionGate_->begin();
+        }
+        return;
+    }
+    menuRefreshTimer_ = platform_.dispatch->main().scheduleRepeating(
+        {.startDelay = kMenuRefreshInterval, .interval = kMenuRefreshInterval, .commonModes = true},
+        weakly([this] { statusMenu_.updateMenuStates(); }));
+    startMainUI(!background);
+    updates_.scheduleUpdateChecks(background);
+    lowDataPathMonitor_->start(
+        *lowDataMonitorQueue_,
+        weakly([this](const platform::NetworkPathState& path) { lowDataMode_.pathUpdated(path); }));
+    batteryCare_.resumeChargeFullOnceIfNeeded();
+    batteryCare_.refreshPreserveBatteryHealthMonitor();
+    batteryCare_.reapplyBatteryCareModeIfNeeded();
+    if (!settingsStore_.boolValue(keys::preserveBatteryHealthEnabledKey) &&
+        !settingsStore_.boolValue(keys::adapterOnlyModeEnabledKey) &&
+        settingsStore_.boolValue(keys::chargeLimiterEnabledKey)) {
+        batteryCare_.setChargeLimiterEnabled(true);
+    }
+    if (!background) {
+        installedComponents_->bootstrapDragInstalledComponentsIfNeeded();
+    }
+    runStartupModeDecision(background);
+}
+
+void AppDelegate::unregisterLoginAgentAndQuit() {
+    const std::string plist = loginAgent_.agentPlistPath();
+    runner_.runProcess(kLaunchctl, {"bootout", loginAgent_.userDomain(), plist});
+    (void)platform_.fileSystem->removeItem(plist);
+    platform_.application->terminate();
+}
+
+// The stored mode is re-applied off the main thread, a fresh baseline captured first in Normal.
+void AppDelegate::runStartupModeDecision(bool background) {
+    platform_.dispatch->global(QualityOfService::Utility).async(weakly([this, background] {
+        if (settingsStore_.systemMode() == SystemMode::normal) {
+            systemModes_.refreshSystemModeBaseline();
+        }
+        systemModes_.applySelectedSystemMode();
+        if (!background) {
+            loginAgent_.configureStartAtLoginIfNeeded();
+        }
+        platform_.dispatch->main().async(
+            weakly([this] { platform_.intents->updateAppShortcutParameters(); }));
+    }));
+}
+
+void AppDelegate::startMainUI(bool showWindow) {
+    if (mainUIStarted_) {
+        if (showWindow) {
+            showSettings();
+        }
+        return;
+    }
+    mainUIStarted_ = true;
+    shortcuts_.clipboardEnabled = settingsStore_.boolValue(keys::clipboardHistoryEnabledKey);
+    shortcuts_.windowsDeleteEnabled = settingsStore_.boolValue(keys::windowsStyleDeleteEnabledKey);
+    configureShortcutKeys("Launchpad");
+    installShortcutCallbacks();
+    keyboardRemap_.rules = loadKeyRemaps();
+    statusMenu_.setupMenuBar({.showSettings = weakly([this] { showSettings(); }),
+                              .quit = weakly([this] { platform_.application->terminate(); })});
+    setupSettingsWindow();
+    selectSettingsSection();
+    permissionGate_.reset();
+    if (showWindow) {
+        showSettings();
+    }
+    platform_.dispatch->main().asyncAfter(kSettingsPushDelay,
+                                          weakly([this] { applyPersistedRuntimeSettings(); }));
+}
+
+void AppDelegate::configureShortcutKeys(std::string_view leftOptionFallback) {
+    shortcuts_.clipboardKeyCode = settingsStore_.clipboardShortcutKeyCode();
+    shortcuts_.clipboardFlags = settingsStore_.clipboardShortcutFlags();
+    shortcuts_.leftOptionMode = leftOptionMode(settingsStore_, leftOptionFallback);
+}
+
+void AppDelegate::installShortcutCallbacks() {
+    shortcuts_.onClipboard = weakly([this] { clipboardHistory_.showHistory(); });
+    shortcuts_.onWindowsDelete =
+        weakly([this] { windowsStyleDelete_.confirmWindowsStyleDelete(); });
+    shortcuts_.shouldHandleFinderPaste = [this] { return finderUpgrades_.hasManagedTransfer(); };
+    shortcuts_.onFinderFileShortcut =
+        weakly([this](const std::string& action) { performFinderFileShortcut(action); });
+    shortcuts_.onLeftOptionAction =
+        weakly([this](const std::string& mode) { performLeftOptionAction(mode); });
+}
+
+void AppDelegate::performFinderFileShortcut(const std::string& action) {
+    if (action == "cut" || action == "copy") {
+        if (!finderUpgrades_.captureSelection(action == "cut" ? TransferOperation::cut
+                                                              : TransferOperation::copy)) {
+            platform_.application->beep();
+        }
+    } else if (action == "paste") {
+        if (const auto pasted = finderUpgrades_.pasteManagedItems(std::nullopt); !pasted) {
+            platform_.presenter->runModal({ui::AlertStyle::Warning,
+                                           std::string(kPasteFailedMessage),
+                                           pasted.error().description,
+                                           {{"OK"}},
+                                           nullptr});
+        }
+    }
+}
+
+void AppDelegate::performLeftOptionAction(const std::string& mode) {
+    if (mode == "Launchpad") {
+        (void)runner_.launchDetached(kOpen, {"-a", "Launchpad"});
+    } else if (mode == "Spotlight") {
+        for (const auto type : {platform::EventType::KeyDown, platform::EventType::KeyUp}) {
+            platform::Event key;
+            key.type = type;
+            key.flags = platform::event_flags::kCommand;
+            key.setField(platform::EventField::KeyboardEventKeycode, kSpaceKeyCode);
+            platform_.events->post(key, platform::EventSource::HIDSystemState);
+        }
+    }
+}
+
+std::vector<KeyRemapRule> AppDelegate::loadKeyRemaps() const {
+    return decodeKeyRemapRules(settingsStore_.data(keys::keyboardRemapRulesKey));
+}
+
+void AppDelegate::setupSettingsWindow() {
+    settings_ = std::make_unique<SettingsWindowController>(SettingsWindowController::Services{
+        settingsStore_, *platform_.presenter, *platform_.accessibility, *platform_.windowServer,
+        *platform_.events, *platform_.workspace, runner_});
+    settings_->onStartAtLoginChanged =
+        weakly([this](bool enabled) { loginAgent_.setStartAtLogin(enabled); });
+    settings_->onWindowClosed =
+        weakly([this] { platform_.application->setActivationPolicy(ActivationPolicy::Accessory); });
+}
+
+void AppDelegate::selectSettingsSection() {
+    settings_->select(permissionsPresent() ? Section::general : Section::permissions);
+}
+
+void AppDelegate::showSettings() {
+    platform_.application->setActivationPolicy(ActivationPolicy::Regular);
+    if (!settings_) {
+        // A process still behind the permission gate has no settings window to show.
+        return;
+    }
+    settings_->refreshPermissionStatus();
+    selectSettingsSection();
+    platform_.presenter->showWindow(settings_->window(), true, true);
+    platform_.application->activate(true);
+    platform_.dispatch->main().async(weakly([this] {
+        settings_->prepareForPresentation();
+        platform_.presenter->showWindow(settings_->window(), true, true);
+    }));
+}
+
+void AppDelegate::applyPersistedRuntimeSettings() {
+    if (!permissionsPresent()) {
+        platform_.log->write(
+            "runtime settings deferred until all required permissions are granted");
+        return;
+    }
+    audioMixer_.setEnabled(true);
+    audioMixer_.start();
+    const bool doubleTapDrag = settingsStore_.boolOr(keys::doubleTapDragEnabledKey, true);
+    const bool hiddenFilesVisible = settingsStore_.boolValue(keys::hiddenFilesVisibleKey);
+    platform_.dispatch->global(QualityOfService::Utility)
+        .async(weakly([this, doubleTapDrag, hiddenFilesVisible] {
+            (void)trackpadDrag_.setEnabled(doubleTapDrag);
+            desktopEnhancements_.setHiddenFilesVisible(hiddenFilesVisible);
+        }));
+    clipboardHistory_.setEnabled(settingsStore_.boolValue(keys::clipboardHistoryEnabledKey));
+
+    // Battery Saver keeps Dock previews off without touching the saved choice.
+    const bool previews = settingsStore_.systemMode() != SystemMode::batterySaver &&
+                          settingsStore_.boolValue(keys::dockWindowPreviewsEnabledKey);
+    const auto applySwitch = [](FeatureController& controller, bool enabled) {
+        controller.setEnabled(enabled);
+        enabled ? controller.start() : controller.stop();
+    };
+    applySwitch(dockPreviews_, previews);
+    applySwitch(windowsMaximize_, settingsStore_.boolValue(keys::windowsStyleMaximizeEnabledKey));
+    applySwitch(dockProgress_, settingsStore_.boolValue(keys::dockProgressEnabledKey));
+    keyboardRemap_.rules = loadKeyRemaps();
+    keyboardRemap_.setEnabled(settingsStore_.boolValue(keys::keyboardRemapEnabledKey));
+    applySwitch(quitOnLastWindow_,
+                settingsStore_.boolValue(keys::quitAppsWhenLastWindowClosesEnabledKey));
+    systemModes_.applyQuitNoWindowsMode(settingsStore_.systemMode());
+    settingsStore_.remove(keys::quickNewFolderContextEnabledKey);
+    shortcuts_.clipboardEnabled = clipboardHistory_.isEnabled();
+    shortcuts_.windowsDeleteEnabled = settingsStore_.boolValue(keys::windowsStyleDeleteEnabledKey);
+    shortcuts_.cuttingEnabled = settingsStore_.boolOr(keys::enableCuttingEnabledKey, true);
+    // The task switcher checks its own switch, so it is started either way.
+    advancedTaskSwitcher_.setEnabled(
+        settingsStore_.boolOr(keys::advancedTaskSwitcherEnabledKey, true));
+    advancedTaskSwitcher_.start();
+    applySwitch(mouseSideButtons_, settingsStore_.boolOr(keys::mouseSideButtonsEnabledKey, true));
+    applySwitch(autoScroll_, settingsStore_.boolOr(keys::autoScrollEnabledKey, true));
+    configureShortcutKeys("Default");
+    shortcuts_.start();
+    if (settings_) {
+        settings_->refreshPermissionStatus();
+    }
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool) {
+    showSettings();
+    return true;
+}
+
+void AppDelegate::applicationWillTerminate() {
+    menuRefreshTimer_.cancel();
+    audioMixer_.stop();
+    clipboardHistory_.invalidateTimer();
+    dockPreviews_.stop();
+    windowsMaximize_.stop();
+    desktopEnhancements_.invalidateTimer();
+    systemModes_.stopBatterySaverBrightnessGuard();
+    dockProgress_.stop();
+    mouseEnhancements_.stop();
+    mouseFocus_.invalidateTimer();
+    keyboardRemap_.stop();
+    mouseSideButtons_.stop();
+    autoScroll_.stop();
+    quitOnLastWindow_.stop();
+    quitNoWindowsDelay_.stop();
+    normalBaselineTimer_.cancel();
+    // A running Charge Full Once cycle ends here, so the charge limit is restored before exit.
+    if (settingsStore_.boolValue(keys::chargeFullOnceActiveKey)) {
+        batteryCare_.finishChargeFullOnce();
+    }
+    chargeFullOnceTimer_.cancel();
+    preserveBatteryHealthTimer_.cancel();
+    lowDataPathMonitor_->cancel();
+}
+
+}  // namespace parvel

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "app/FeatureController.h"
+
+namespace parvel {
+
+// The per-application volume mixer, one shared instance that the application delegate starts and
+// stops.
+// Until its feature is built it only keeps the state it is given.
+class ParvelAudioMixer final : public FeatureController {};
+
+}  // namespace parvel

@@ -18,6 +18,7 @@
 #include "platform/sim/SimAccessibility.h"
 #include "platform/sim/SimAppleScript.h"
 #include "platform/sim/SimApplication.h"
+#include "platform/sim/SimAudio.h"
 #include "platform/sim/SimBundle.h"
 #include "platform/sim/SimEvents.h"
 #include "platform/sim/SimIntents.h"
@@ -134,6 +135,7 @@ struct SimulatedMac::Parts {
     std::unique_ptr<SimApplication> application;  // one per process of the program
     SimKeychain keychain;
     SimIntents intents;
+    SimAudio audio{permissions, trace};
     // The network is real: requests leave the simulated Mac (to loopback fakes in tests).
     posix::CurlHttp http;
 };
@@ -192,6 +194,7 @@ SimulatedMac::SimulatedMac(SimulatedMacOptions options)
     platform_.log = &parts.log;
     platform_.presenter = &parts.presenter;
     platform_.keychain = &parts.keychain;
+    platform_.audio = &parts.audio;
     platform_.intents = &parts.intents;
     platform_.http = &parts.http;
 }
@@ -350,6 +353,9 @@ void SimulatedMac::startNewProgramProcess() {
     parts_->application = std::make_unique<SimApplication>(dispatch_, trace());
     applications().setActivationPolicy(kOwnPid, parts_->application->activationPolicy());
     connectOwnApplication();
+}
+SimAudio& SimulatedMac::audio() {
+    return parts_->audio;
 }
 SystemTools& SimulatedMac::systemTools() {
     return *systemTools_;

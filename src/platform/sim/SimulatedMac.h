@@ -17,6 +17,7 @@ class Finder;
 class RecordingDefaults;
 class SimAppleScript;
 class SimApplication;
+class SimAudio;
 class SimBundle;
 class SimEvents;
 class SimIntents;
@@ -81,6 +82,8 @@ class SimulatedMac {
     TracingLog& log();
     SimPresenter& presenter();
     SimKeychain& keychain();
+    // The audio hardware: output devices, audio processes, taps and aggregate devices.
+    SimAudio& audio();
     SimIntents& intents();
     // The application object of the program's current process.
     SimApplication& application();

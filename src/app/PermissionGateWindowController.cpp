@@ -58,9 +58,13 @@ void PermissionGateWindowController::buildUI() {
     window_->style.closable = true;
 
     accessibilityStatus_ = ui::makeLabel("Checking\u2026");
+    accessibilityStatus_->identifier = "accessibility-status";
     screenStatus_ = ui::makeLabel("Checking\u2026");
+    screenStatus_->identifier = "screen-recording-status";
     inputStatus_ = ui::makeLabel("Checking\u2026");
+    inputStatus_->identifier = "input-monitoring-status";
     continueLabel_ = ui::makeLabel(std::string(kLockedText));
+    continueLabel_->identifier = "continue-status";
     relaunchButton_ =
         ui::makeButton("Restart ParvelMac", lifetime_.guard([this] { recheckAndRelaunch(); }));
     relaunchButton_->identifier = "restart";

@@ -21,8 +21,10 @@ constexpr Font kRowTitleFont{13, Font::Weight::Bold};
 constexpr std::string_view kTccutil = "/usr/bin/tccutil";
 constexpr std::string_view kBundleIdentifier = "com.tarnby.parvelmac";
 
-ui::ViewPtr statusLabel() {
-    return ui::makeLabel("Required", {}, Color::systemOrange());
+ui::ViewPtr statusLabel(std::string identifier) {
+    auto label = ui::makeLabel("Required", {}, Color::systemOrange());
+    label->identifier = std::move(identifier);
+    return label;
 }
 
 void showGranted(const ui::ViewPtr& label, bool granted, std::string_view grantedText,
@@ -98,10 +100,10 @@ void SettingsWindowController::buildWindow() {
         }
     });
     startAtLoginSwitch_->identifier = "start-at-login";
-    accessibilityStatus_ = statusLabel();
-    screenRecordingStatus_ = statusLabel();
-    inputMonitoringStatus_ = statusLabel();
-    finderExtensionStatus_ = statusLabel();
+    accessibilityStatus_ = statusLabel("accessibility-status");
+    screenRecordingStatus_ = statusLabel("screen-recording-status");
+    inputMonitoringStatus_ = statusLabel("input-monitoring-status");
+    finderExtensionStatus_ = statusLabel("finder-extension-status");
 
     page_ = ui::makeStack(ui::Axis::Vertical, 12, {});
     page_->identifier = "page";

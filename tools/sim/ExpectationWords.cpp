@@ -338,6 +338,18 @@ void addSystemExpectations(Vocabulary& vocabulary) {
                                }));
 }
 
+void addProgramExpectations(Vocabulary& vocabulary) {
+    vocabulary.add(expectation(
+        {"program"}, "program running|stopped", "whether a process of ParvelMac runs", 1, 1,
+        [](Context& context, const auto& words) -> Outcome {
+            if (words[0] != "running" && words[0] != "stopped") {
+                return failed("the program is running or stopped");
+            }
+            const std::string found = context.program.isRunning() ? "running" : "stopped";
+            return check(found == words[0], words[0], found);
+        }));
+}
+
 void addUserInterfaceExpectations(Vocabulary& vocabulary) {
     vocabulary.add(expectation(
         {"alert"}, "alert MESSAGE [INFORMATIVE]", "the alert on screen", 1, 2,
@@ -376,13 +388,21 @@ void addUserInterfaceExpectations(Vocabulary& vocabulary) {
                          visible ? "visible" : "hidden");
         }));
     vocabulary.add(expectation(
-        {"control"}, "control NAME text|color|on|off|enabled|disabled [VALUE]",
-        "a control's text, colour, state or enablement", 2, 3,
+        {"control"}, "control NAME text|color|selected VALUE | on|off|enabled|disabled",
+        "a control's text, colour, selected item (pop-ups, tables), state or enablement", 2, 3,
         [](Context& context, const auto& words) -> Outcome {
             const auto view = context.mac.presenter().find(words[0]);
             const std::string& what = words[1];
             if ((what == "text" || what == "color") && words.size() == 3) {
                 const std::string& found = what == "text" ? view->text : view->color.name;
+                return check(found == words[2], "\"" + words[2] + "\"", "\"" + found + "\"");
+            }
+            if (what == "selected" && words.size() == 3) {
+                const auto index = view->selectedIndex;
+                const bool inRange =
+                    index >= 0 && static_cast<std::size_t>(index) < view->items.size();
+                const std::string found =
+                    inRange ? view->items[static_cast<std::size_t>(index)] : "nothing";
                 return check(found == words[2], "\"" + words[2] + "\"", "\"" + found + "\"");
             }
             if (what == "on" || what == "off") {
@@ -392,7 +412,8 @@ void addUserInterfaceExpectations(Vocabulary& vocabulary) {
                 return check(view->enabled == (what == "enabled"), what,
                              view->enabled ? "enabled" : "disabled");
             }
-            return failed("expect control NAME text|color VALUE, or on|off|enabled|disabled");
+            return failed(
+                "expect control NAME text|color|selected VALUE, or on|off|enabled|disabled");
         }));
     vocabulary.add(expectation(
         {"activation-policy"}, "activation-policy regular|accessory",
@@ -425,6 +446,7 @@ void addExpectationWords(Vocabulary& vocabulary) {
     addApplicationExpectations(vocabulary);
     addFileExpectations(vocabulary);
     addSystemExpectations(vocabulary);
+    addProgramExpectations(vocabulary);
     addUserInterfaceExpectations(vocabulary);
 }
 

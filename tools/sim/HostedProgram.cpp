@@ -57,6 +57,7 @@ void HostedProgram::startProcess(const std::vector<std::string>& arguments) {
 
 void HostedProgram::endProcess() {
     root_.reset();
+    mac_.endProgramProcess();
     mac_.trace().record("program", "ParvelMac's process ended");
 }
 

@@ -11,6 +11,8 @@
 #include "platform/FileSystem.h"
 #include "platform/Processes.h"
 #include "platform/Workspace.h"
+#include "platform/sim/ProgramBundle.h"
+#include "platform/sim/SimBundle.h"
 #include "platform/sim/SimEvents.h"
 #include "platform/sim/SimNetworkPath.h"
 #include "platform/sim/SimPasteboard.h"
@@ -823,6 +825,68 @@ void addToolWords(Vocabulary& vocabulary) {
          }});
 }
 
+void addProgramBundleWords(Vocabulary& vocabulary) {
+    vocabulary.add(
+        {{"bundle", "at"},
+         "bundle at PATH",
+         "ParvelMac's bundle is at PATH (a copy in ~/Downloads...); set it before launching",
+         [](const Arguments& arguments) -> std::expected<Step, std::string> {
+             SCENARIO_CHECK(arguments.requireCount(1, 1));
+             return compiledStep([path = arguments[0]](Context& context) -> Outcome {
+                 const std::string full = context.expandPath(path);
+                 sim::ProgramBundle(context.mac.files(), context.mac.trace()).install(full);
+                 context.mac.bundle().setBundlePath(full);
+                 return {};
+             });
+         }});
+    vocabulary.add({{"helpers", "installed"},
+                    "helpers installed",
+                    "the bundle's privileged helpers are installed already, as an earlier run did",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(0, 0));
+                        return compiledStep([](Context& context) -> Outcome {
+                            sim::ProgramBundle(context.mac.files(), context.mac.trace())
+                                .installHelpers(context.mac.bundle().bundlePath());
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"helper", "changed"},
+                    "helper changed INSTALLED-NAME",
+                    "the last byte of an installed helper differs from the bundled copy",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([name = arguments[0]](Context& context) -> Outcome {
+                            const std::string path =
+                                std::string(sim::ProgramBundle::kHelperFolder) + "/" + name;
+                            auto bytes = context.mac.files().readFile(path);
+                            if (!bytes || bytes->empty()) {
+                                return failed("no installed helper at " + path);
+                            }
+                            bytes->back() = static_cast<std::uint8_t>(bytes->back() ^ 0x01);
+                            if (auto written =
+                                    context.mac.files().writeFileAtomically(path, *bytes, 0755);
+                                !written) {
+                                return failed(written.error().description);
+                            }
+                            return {};
+                        });
+                    }});
+    vocabulary.add({{"remove"},
+                    "remove PATH",
+                    "delete a file or folder",
+                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
+                        SCENARIO_CHECK(arguments.requireCount(1, 1));
+                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
+                            if (auto removed =
+                                    context.mac.files().removeItem(context.expandPath(path));
+                                !removed) {
+                                return failed(removed.error().description);
+                            }
+                            return {};
+                        });
+                    }});
+}
+
 void addSystemWords(Vocabulary& vocabulary) {
     vocabulary.add({{"administrator"},
                     "administrator approve|cancel",
@@ -876,6 +940,7 @@ Vocabulary standardVocabulary() {
     addProgramWords(vocabulary);
     addToolWords(vocabulary);
     addSystemWords(vocabulary);
+    addProgramBundleWords(vocabulary);
     addUserInterfaceWords(vocabulary);
     addExpectationWords(vocabulary);
     return vocabulary;

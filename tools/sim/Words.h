@@ -14,6 +14,7 @@ void addInputWords(Vocabulary& vocabulary);
 void addProgramWords(Vocabulary& vocabulary);
 void addToolWords(Vocabulary& vocabulary);
 void addSystemWords(Vocabulary& vocabulary);
+void addProgramBundleWords(Vocabulary& vocabulary);
 void addUserInterfaceWords(Vocabulary& vocabulary);
 void addExpectationWords(Vocabulary& vocabulary);
 

@@ -348,8 +348,11 @@ SimApplication& SimulatedMac::application() {
     return *parts_->application;
 }
 
-void SimulatedMac::startNewProgramProcess() {
+void SimulatedMac::endProgramProcess() {
     parts_->presenter.forgetProgram();
+}
+
+void SimulatedMac::startNewProgramProcess() {
     parts_->application = std::make_unique<SimApplication>(dispatch_, trace());
     applications().setActivationPolicy(kOwnPid, parts_->application->activationPolicy());
     connectOwnApplication();

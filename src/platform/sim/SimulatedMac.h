@@ -87,9 +87,11 @@ class SimulatedMac {
     SimIntents& intents();
     // The application object of the program's current process.
     SimApplication& application();
+    // The program's process has ended: its windows, modals and menu-bar item disappear.
+    void endProgramProcess();
     // Starts a new process of the program after the last one ended: a fresh application object
-    // (platform().application follows it); the old process's windows and menu-bar item are gone.
-    // The process keeps its id, a simplification nothing in the program depends on.
+    // (platform().application follows it). The process keeps its id, a simplification nothing
+    // in the program depends on.
     void startNewProgramProcess();
     // The emulated command-line tools and their models (launch agents, plug-ins, the
     // administrator prompt).

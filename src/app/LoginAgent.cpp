@@ -76,8 +76,13 @@ Result<void> LoginAgent::installUserLaunchAgent() {
     runLaunchctl({"bootout", serviceTarget(kRetiredLabel)});
     (void)files_.removeItem(retiredPlistPath());
     runLaunchctl({"bootout", userDomain(), agentPlistPath()});
-    const auto status =
-        runner_.exitStatus(kLaunchctl, {"bootstrap", userDomain(), agentPlistPath()});
+    auto status = bootstrapAgent();
+    if (status && *status != 0) {
+        // launchd refuses to load a label the user switched off earlier (its disabled override
+        // outlives the agent), so lift the override and try once more.
+        runLaunchctl({"enable", serviceTarget(kLabel)});
+        status = bootstrapAgent();
+    }
     if (!status) {
         return std::unexpected(status.error());
     }
@@ -87,6 +92,10 @@ Result<void> LoginAgent::installUserLaunchAgent() {
     }
     runLaunchctl({"enable", serviceTarget(kLabel)});
     return {};
+}
+
+Result<int> LoginAgent::bootstrapAgent() const {
+    return runner_.exitStatus(kLaunchctl, {"bootstrap", userDomain(), agentPlistPath()});
 }
 
 void LoginAgent::removeUserLaunchAgent() {

@@ -29,7 +29,8 @@ class LoginAgent {
                const platform::ProcessInfo& processInfo, platform::Log& log,
                platform::Presenter& presenter);
 
-    // Writes the agent's property list and loads it into the user's launchd domain.
+    // Writes the agent's property list and loads it into the user's launchd domain, lifting a
+    // "disable" left by an earlier removal when launchd refuses to load it.
     Result<void> installUserLaunchAgent();
     // Unloads and deletes the agent and the retired one; never fails.
     void removeUserLaunchAgent();
@@ -49,6 +50,7 @@ class LoginAgent {
 
   private:
     void runLaunchctl(const ProcessRunner::Arguments& arguments) const;
+    Result<int> bootstrapAgent() const;
 
     SettingsStore& settings_;
     const ProcessRunner& runner_;

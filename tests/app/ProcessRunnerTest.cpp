@@ -56,10 +56,8 @@ TEST_F(ProcessRunnerTest, RunInstalledHelperPutsStandardOutputFirst) {
 TEST_F(ProcessRunnerTest, LaunchDetachedDoesNotWait) {
     const test_support::TemporaryDirectory folder;
     const std::string marker = folder.path() + "/done";
-    const auto started = std::chrono::steady_clock::now();
     ASSERT_TRUE(runner.launchDetached("/bin/sh", {"-c", "sleep 0.3; touch \"$1\"", "sh", marker}));
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(250));
-    EXPECT_FALSE(std::ifstream(marker).good());
+    EXPECT_FALSE(std::ifstream(marker).good()) << "returned before the child finished";
     for (int attempt = 0; attempt < 100 && !std::ifstream(marker).good(); ++attempt) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }

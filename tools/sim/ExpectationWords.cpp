@@ -88,7 +88,7 @@ void addTraceAndLogExpectations(Vocabulary& vocabulary) {
                 const bool present = found != texts.end();
                 return check(
                     present == wanted,
-                    fmt::format("{}a {} line with \"{}\"", wanted ? "" : "no ", words[0], words[1]),
+                    fmt::format("{} {} line with \"{}\"", wanted ? "a" : "no", words[0], words[1]),
                     present ? "\"" + *found + "\"" : quoted(texts));
             }));
     }

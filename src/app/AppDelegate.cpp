@@ -55,6 +55,8 @@ AppDelegate::AppDelegate(const platform::Platform& platform)
           need(platform.bundle, "bundle"), need(platform.fileSystem, "file system"), runner_,
           need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
           need(platform.log, "log"))),
+      shortcuts_({need(platform.accessibility, "accessibility"), need(platform.events, "events"),
+                  need(platform.workspace, "workspace"), need(platform.dispatch, "dispatch")}),
       statusMenu_(settingsStore_, need(platform.bundle, "bundle"),
                   need(platform.presenter, "presenter")),
       lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),

@@ -1,0 +1,115 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "app/SettingsKeys.h"
+#include "app/SettingsStore.h"
+#include "platform/sim/SimApplication.h"
+#include "platform/sim/SimEvents.h"
+#include "platform/sim/SimProcesses.h"
+#include "platform/sim/SimulatedMac.h"
+#include "platform/sim/world/Applications.h"
+
+namespace parvel {
+namespace {
+
+namespace keys = settings_keys;
+using platform::Event;
+using platform::EventType;
+
+constexpr platform::Duration kSettingsPushDelay = platform::seconds(0.05);
+
+// The delegate on the simulated Mac, launched interactively with every permission.
+class AppDelegateTest : public testing::Test {
+  protected:
+    sim::SimulatedMac mac;
+    SettingsStore settings{mac.defaults()};
+    std::unique_ptr<AppDelegate> delegate;
+
+    void TearDown() override { mac.dispatch().shutdown(); }
+
+    // Stores a finished first run, then `value` under `key`, before the launch.
+    void store(std::string_view key, platform::PlistValue value) {
+        settings.initializeDefaults();
+        settings.set(key, std::move(value));
+    }
+    void launch() {
+        delegate = std::make_unique<AppDelegate>(mac.platform());
+        mac.dispatch().main().async([this] { mac.application().launch(*delegate); });
+        mac.dispatch().runDue();
+    }
+    // The user goes back to Finder and presses the left Option key.
+    void pressLeftOptionInFinder() {
+        mac.applications().activate(finder()->pid);
+        Event press;
+        press.type = EventType::FlagsChanged;
+        press.flags = platform::event_flags::kAlternate;
+        press.setField(platform::EventField::KeyboardEventKeycode, 58);
+        mac.dispatch().main().async([this, press] { mac.events().inject(press); });
+        mac.dispatch().runDue();
+    }
+    const sim::SimApp* finder() {
+        return mac.applications().withBundleIdentifier("com.apple.finder").front();
+    }
+    std::vector<std::string> keysReceivedByFinder() {
+        std::vector<std::string> described;
+        for (const auto& event : finder()->receivedEvents) {
+            described.push_back(sim::describeEvent(event));
+        }
+        return described;
+    }
+};
+
+TEST_F(AppDelegateTest, BatterySaverKeepsDockPreviewsOffWithoutChangingTheChoice) {
+    const struct {
+        const char* mode;
+        bool previews;
+    } cases[] = {{"Battery Saver", false}, {"Normal", true}, {"Performance", true}};
+    for (const auto& [mode, previews] : cases) {
+        SCOPED_TRACE(mode);
+        store(keys::dockWindowPreviewsEnabledKey, true);
+        settings.set(keys::systemModeDefaultsKey, std::string(mode));
+        launch();
+        mac.dispatch().advance(kSettingsPushDelay);
+        EXPECT_EQ(delegate->dockPreviews().isEnabled(), previews);
+        EXPECT_TRUE(settings.boolValue(keys::dockWindowPreviewsEnabledKey));
+        mac.dispatch().main().async([this] { mac.application().terminate(); });
+        mac.dispatch().runDue();
+        delegate.reset();
+        mac.startNewProgramProcess();
+    }
+}
+
+TEST_F(AppDelegateTest, UnreadableLeftOptionModeFallsBackDifferentlyAtStartAndOnReapplying) {
+    store(keys::leftOptionHookModeKey, std::int64_t{5});
+    launch();
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Launchpad");
+    mac.dispatch().advance(kSettingsPushDelay);
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Default");
+}
+
+TEST_F(AppDelegateTest, LeftOptionInSpotlightModePostsCommandSpaceDownAndUp) {
+    store(keys::leftOptionHookModeKey, std::string("Spotlight"));
+    launch();
+    mac.dispatch().advance(kSettingsPushDelay);
+    pressLeftOptionInFinder();
+    EXPECT_EQ(keysReceivedByFinder(),
+              (std::vector<std::string>{"key-down 49 [cmd]", "key-up 49 [cmd]"}))
+        << "the left Option press itself never reaches Finder";
+}
+
+TEST_F(AppDelegateTest, LeftOptionInLaunchpadModeOpensLaunchpadWithoutWaiting) {
+    store(keys::leftOptionHookModeKey, std::string("Launchpad"));
+    launch();
+    mac.dispatch().advance(kSettingsPushDelay);
+    pressLeftOptionInFinder();
+    const auto& runs = mac.processes().invocations();
+    ASSERT_FALSE(runs.empty());
+    EXPECT_EQ(runs.back(), (sim::ToolArguments{"/usr/bin/open", "-a", "Launchpad"}));
+    EXPECT_TRUE(keysReceivedByFinder().empty());
+}
+
+}  // namespace
+}  // namespace parvel

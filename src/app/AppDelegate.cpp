@@ -55,6 +55,12 @@ AppDelegate::AppDelegate(const platform::Platform& platform)
           need(platform.bundle, "bundle"), need(platform.fileSystem, "file system"), runner_,
           need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
           need(platform.log, "log"))),
+      finderSupport_(
+          {need(platform.appleScript, "AppleScript"), need(platform.accessibility, "accessibility"),
+           need(platform.workspace, "workspace"), need(platform.processInfo, "process info")}),
+      windowsStyleDelete_({finderSupport_, *platform.accessibility, *platform.workspace,
+                           need(platform.presenter, "presenter"), need(platform.events, "events"),
+                           need(platform.application, "application")}),
       shortcuts_({need(platform.accessibility, "accessibility"), need(platform.events, "events"),
                   need(platform.workspace, "workspace"), need(platform.dispatch, "dispatch")}),
       statusMenu_(settingsStore_, need(platform.bundle, "bundle"),

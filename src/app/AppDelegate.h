@@ -19,6 +19,7 @@
 #include "base/Lifetime.h"
 #include "clipboard/ClipboardHistoryController.h"
 #include "finder/DesktopEnhancementController.h"
+#include "finder/FinderSupport.h"
 #include "finder/FinderUpgradeController.h"
 #include "finder/WindowsStyleDelete.h"
 #include "input/AutoScrollController.h"
@@ -113,6 +114,7 @@ class AppDelegate final : public platform::ApplicationDelegate {
     UpdateController updates_;
     ParvelAudioMixer audioMixer_;
     TrackpadDragManager trackpadDrag_;
+    FinderSupport finderSupport_;
     WindowsStyleDelete windowsStyleDelete_;
 
     // Owned feature controllers, created here and never replaced.

@@ -63,6 +63,9 @@ AppDelegate::AppDelegate(const platform::Platform& platform)
                            need(platform.application, "application")}),
       shortcuts_({need(platform.accessibility, "accessibility"), need(platform.events, "events"),
                   need(platform.workspace, "workspace"), need(platform.dispatch, "dispatch")}),
+      finderUpgrades_({finderSupport_, need(platform.pasteboard, "pasteboard"),
+                       need(platform.fileSystem, "file system"), *platform.presenter,
+                       *platform.workspace, *platform.application}),
       statusMenu_(settingsStore_, need(platform.bundle, "bundle"),
                   need(platform.presenter, "presenter")),
       lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),
@@ -205,13 +208,27 @@ void AppDelegate::performFinderFileShortcut(const std::string& action) {
             platform_.application->beep();
         }
     } else if (action == "paste") {
-        if (const auto pasted = finderUpgrades_.pasteManagedItems(std::nullopt); !pasted) {
-            platform_.presenter->runModal({ui::AlertStyle::Warning,
-                                           std::string(kPasteFailedMessage),
-                                           pasted.error().description,
-                                           {{"OK"}},
-                                           nullptr});
-        }
+        pasteManagedItems();
+    }
+}
+
+void AppDelegate::performFinderAction(const std::string& action) {
+    if (action == "cut") {
+        (void)finderUpgrades_.captureSelection(TransferOperation::cut);
+    } else if (action == "paste") {
+        pasteManagedItems();
+    } else if (action == "moveTo") {
+        finderUpgrades_.moveSelectionToFolder();
+    }
+}
+
+void AppDelegate::pasteManagedItems() {
+    if (const auto pasted = finderUpgrades_.pasteManagedItems(std::nullopt); !pasted) {
+        platform_.presenter->runModal({ui::AlertStyle::Warning,
+                                       std::string(kPasteFailedMessage),
+                                       pasted.error().description,
+                                       {{"OK"}},
+                                       nullptr});
     }
 }
 

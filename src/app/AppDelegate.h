@@ -70,6 +70,8 @@ class AppDelegate final : public platform::ApplicationDelegate {
     void showSettings();
     // Pushes every persisted switch to its controller; safe to call any number of times.
     void applyPersistedRuntimeSettings();
+    // The settings window's Finder buttons: "cut", "paste" and "moveTo".
+    void performFinderAction(const std::string& action);
 
     bool isMainUIStarted() const { return mainUIStarted_; }
     const PermissionGateWindowController* permissionGate() const { return permissionGate_.get(); }
@@ -90,6 +92,8 @@ class AppDelegate final : public platform::ApplicationDelegate {
     void configureShortcutKeys(std::string_view leftOptionFallback);
     void installShortcutCallbacks();
     void performFinderFileShortcut(const std::string& action);
+    // Pastes the pending cut or copy into Finder's folder; failures in one alert.
+    void pasteManagedItems();
     void performLeftOptionAction(const std::string& mode);
     void setupSettingsWindow();
     void selectSettingsSection();

@@ -8,9 +8,12 @@
 #include "app/SettingsStore.h"
 #include "platform/sim/SimApplication.h"
 #include "platform/sim/SimEvents.h"
+#include "platform/sim/SimPasteboard.h"
+#include "platform/sim/SimPresenter.h"
 #include "platform/sim/SimProcesses.h"
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/world/Applications.h"
+#include "platform/sim/world/Finder.h"
 
 namespace parvel {
 namespace {
@@ -109,6 +112,28 @@ TEST_F(AppDelegateTest, LeftOptionInLaunchpadModeOpensLaunchpadWithoutWaiting) {
     ASSERT_FALSE(runs.empty());
     EXPECT_EQ(runs.back(), (sim::ToolArguments{"/usr/bin/open", "-a", "Launchpad"}));
     EXPECT_TRUE(keysReceivedByFinder().empty());
+}
+
+TEST_F(AppDelegateTest, FinderActionsFromTheSettingsWindow) {
+    launch();
+    const std::string documents = mac.homeDirectory() + "/Documents";
+    const std::string archive = mac.homeDirectory() + "/Archive";
+    ASSERT_TRUE(mac.files().createDirectories(archive));
+    ASSERT_TRUE(mac.files().writeFileAtomically(documents + "/a.txt", Bytes{'a'}));
+    mac.finder().openWindow(documents);
+
+    delegate->performFinderAction("cut");
+    EXPECT_EQ(mac.application().beepCount(), 0) << "an empty selection is no error here";
+
+    mac.finder().select({documents + "/a.txt"});
+    mac.presenter().queueOpenPanelAnswer({archive});
+    mac.dispatch().main().async([this] { delegate->performFinderAction("moveTo"); });
+    mac.dispatch().runDue();
+    EXPECT_TRUE(mac.files().exists(archive + "/a.txt"));
+
+    delegate->performFinderAction("copy");
+    delegate->performFinderAction("checksum");
+    EXPECT_EQ(mac.pasteboard().changeCount(), 0) << "no copy action, and the rest come later";
 }
 
 }  // namespace

@@ -32,6 +32,8 @@ enum class PlistFormat { Binary, Xml };
 // Serialises a value of any type as the root of a property list. Dates keep microseconds in the
 // binary format; the XML format stores whole seconds, as every other writer of it does.
 Result<Bytes> encodePlist(const PlistValue& root, PlistFormat format);
+// The same for a dictionary at the root, without copying it into a PlistValue first.
+Result<Bytes> encodePlist(const PlistDictionary& root, PlistFormat format);
 
 // Reads a binary or XML property list. Never trusts the input: anything malformed is an error.
 Result<PlistValue> decodePlist(const Bytes& bytes);

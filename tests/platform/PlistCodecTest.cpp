@@ -321,5 +321,38 @@ TEST(PlistCodec, IndependentReadersSeeWhatWasWritten) {
     }
 }
 
+// Wide references and offsets, long collections and strings, and every integer width, read back
+// by Python's plistlib.
+TEST(PlistCodec, LargeBinaryPropertyListsAreReadableElsewhere) {
+    PlistDictionary many;
+    for (int index = 0; index < 300; ++index) {
+        many.emplace(fmt::format("key{:03}", index), index);
+    }
+    const PlistValue written = PlistDictionary{
+        {"many", many},
+        {"blob", Bytes(70'000, 0xAB)},
+        {"widths", PlistArray{0, 255, 256, 65535, 65536, std::int64_t{4294967295},
+                              std::int64_t{4294967296}, -1, 1, 2, 3, 4, 5, 6, 7, 8}},
+        {"emoji", "family \U0001F468\u200D\U0001F469\u200D\U0001F467 and more text"},
+        {"a long ascii key that is over fifteen characters", "x"},
+    };
+    const contract::TemporaryDirectory directory;
+    const std::string path = directory.path() + "/large.plist";
+    const Bytes bytes = *encodePlist(written, PlistFormat::Binary);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    EXPECT_EQ(
+        commandOutput(fmt::format(
+            "python3 -c \"import plistlib, sys; p = plistlib.load(open(sys.argv[1], 'rb')); "
+            "print(len(p['many']), sum(p['many'].values()), len(p['blob']), p['widths'], "
+            "p['emoji'] == 'family \\U0001F468\\u200D\\U0001F469\\u200D\\U0001F467 and more text', "
+            "p['a long ascii key that is over fifteen characters'])\" '{}'",
+            path)),
+        "300 44850 70000 [0, 255, 256, 65535, 65536, 4294967295, 4294967296, -1, 1, 2, 3, 4, "
+        "5, 6, 7, 8] True x\n");
+    EXPECT_EQ(decodePlist(bytes), written);
+}
+
 }  // namespace
 }  // namespace parvel::platform

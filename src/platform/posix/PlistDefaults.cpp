@@ -1,6 +1,8 @@
 #include "platform/posix/PlistDefaults.h"
 
 #include <cerrno>
+#include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -75,13 +77,25 @@ void PlistDefaults::set(std::string_view domain, std::string_view key, PlistValu
     if (loaded == nullptr) {
         return;
     }
-    const auto entry = loaded->values.find(key);
+    auto entry = loaded->values.find(key);
     if (entry != loaded->values.end() && entry->second == value) {
         return;
     }
-    PlistDictionary values = loaded->values;
-    values.insert_or_assign(std::string(key), std::move(value));
-    commit(domain, key, *loaded, std::move(values));
+    // The new value goes in place and the old one aside, so that a large value (the clipboard
+    // history) is never copied with the rest of the domain; a failed encode puts it back.
+    std::optional<PlistValue> previous;
+    if (entry != loaded->values.end()) {
+        previous = std::exchange(entry->second, std::move(value));
+    } else {
+        entry = loaded->values.emplace(std::string(key), std::move(value)).first;
+    }
+    if (!commit(domain, key, *loaded)) {
+        if (previous) {
+            entry->second = std::move(*previous);
+        } else {
+            loaded->values.erase(entry);
+        }
+    }
 }
 
 void PlistDefaults::remove(std::string_view domain, std::string_view key) {
@@ -94,9 +108,11 @@ void PlistDefaults::remove(std::string_view domain, std::string_view key) {
     if (entry == loaded->values.end()) {
         return;
     }
-    PlistDictionary values = loaded->values;
-    values.erase(entry->first);
-    commit(domain, key, *loaded, std::move(values));
+    PlistValue removed = std::move(entry->second);
+    loaded->values.erase(entry);
+    if (!commit(domain, key, *loaded)) {
+        loaded->values.emplace(std::string(key), std::move(removed));
+    }
 }
 
 PlistDictionary PlistDefaults::snapshot(std::string_view domain) {
@@ -112,7 +128,7 @@ void PlistDefaults::flush() {
             continue;
         }
         // Values only enter memory once they have encoded, so they encode again.
-        if (const auto contents = encodePlist(PlistValue(domain.values), PlistFormat::Binary)) {
+        if (const auto contents = encodePlist(domain.values, PlistFormat::Binary)) {
             persist(name, domain, *contents);
         }
     }
@@ -149,17 +165,16 @@ PlistDictionary PlistDefaults::load(std::string_view name) {
     return std::move(*values);
 }
 
-void PlistDefaults::commit(std::string_view name, std::string_view key, Domain& domain,
-                           PlistDictionary values) {
-    const auto contents = encodePlist(PlistValue(values), PlistFormat::Binary);
+bool PlistDefaults::commit(std::string_view name, std::string_view key, Domain& domain) {
+    const auto contents = encodePlist(domain.values, PlistFormat::Binary);
     if (!contents) {
         log_.write(fmt::format("could not store key {:?} in preferences domain {}: {}", key, name,
                                contents.error().description));
-        return;
+        return false;
     }
-    domain.values = std::move(values);
     domain.dirty = true;
     persist(name, domain, *contents);
+    return true;
 }
 
 void PlistDefaults::persist(std::string_view name, Domain& domain, const Bytes& contents) {

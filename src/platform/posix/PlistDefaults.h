@@ -42,9 +42,9 @@ class PlistDefaults final : public platform::Defaults {
     // The same, logging when a write is refused for the name.
     Domain* writableDomain(std::string_view name);
     platform::PlistDictionary load(std::string_view name);
-    // Takes the new values when a property list can hold them, then writes them through.
-    void commit(std::string_view name, std::string_view key, Domain& domain,
-                platform::PlistDictionary values);
+    // Writes the domain's values through when a property list can hold them; false (logged)
+    // when it cannot, and the caller then takes its change back.
+    bool commit(std::string_view name, std::string_view key, Domain& domain);
     void persist(std::string_view name, Domain& domain, const Bytes& contents);
     std::string pathOf(std::string_view name) const;
 

@@ -9,7 +9,7 @@ packages=(
   # libraries (docs/dependencies.md says why each is here)
   nlohmann-json3-dev libcurl4-openssl-dev libplist-dev libfmt-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev libcli11-dev
-  libsecret-1-dev
+  libsecret-1-dev libicu-dev
   # independent readers and services the tests start
   libplist-utils python3 dbus gnome-keyring openssl
 )

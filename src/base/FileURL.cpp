@@ -117,4 +117,13 @@ std::string standardizedPath(std::string_view path) {
     return standardized.empty() ? "/" : standardized;
 }
 
+std::string lastPathComponent(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.remove_suffix(1);
+    }
+    const auto slash = path.rfind('/');
+    return std::string(
+        slash == std::string_view::npos || path.size() == 1 ? path : path.substr(slash + 1));
+}
+
 }  // namespace parvel

@@ -18,4 +18,8 @@ std::optional<std::string> pathFromFileURL(std::string_view url);
 // (except the root). Used to compare two file URLs as Foundation's standardized paths do.
 std::string standardizedPath(std::string_view path);
 
+// The name a path ends in, ignoring trailing "/": "Report.pdf" for "/Users/me/Report.pdf",
+// "Photos" for "/Users/me/Photos/", "/" for the root.
+std::string lastPathComponent(std::string_view path);
+
 }  // namespace parvel

@@ -154,10 +154,4 @@ std::string FinderSupport::withoutTrailingSlash(std::string path) {
     return path;
 }
 
-std::string FinderSupport::lastPathComponent(std::string_view path) {
-    const std::string trimmed = withoutTrailingSlash(std::string(path));
-    const auto slash = trimmed.rfind('/');
-    return slash == std::string::npos || trimmed.size() == 1 ? trimmed : trimmed.substr(slash + 1);
-}
-
 }  // namespace parvel

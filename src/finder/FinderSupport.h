@@ -79,7 +79,6 @@ class FinderSupport {
     static std::vector<std::string> dedupe(const std::vector<std::string>& paths);
     // "/a/b/" → "/a/b", as a file URL's path reads.
     static std::string withoutTrailingSlash(std::string path);
-    static std::string lastPathComponent(std::string_view path);
 
   private:
     std::vector<std::string> selectedFileURLsRecursively(const platform::AXElement& element,

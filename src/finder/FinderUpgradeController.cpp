@@ -192,7 +192,7 @@ void FinderUpgradeController::moveSelectionToFolder() {
 
 std::string FinderUpgradeController::uniqueDestination(const std::string& source,
                                                        const std::string& folder) const {
-    const std::string name = FinderSupport::lastPathComponent(source);
+    const std::string name = lastPathComponent(source);
     const std::string base = folder.ends_with('/') ? folder : folder + "/";
     if (!services_.files.exists(base + name)) {
         return base + name;
@@ -222,7 +222,7 @@ std::vector<std::string> FinderUpgradeController::existing(
 }
 
 std::string FinderUpgradeController::failureLine(const std::string& source, const Error& error) {
-    return FinderSupport::lastPathComponent(source) + ": " + error.description;
+    return lastPathComponent(source) + ": " + error.description;
 }
 
 }  // namespace parvel

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "base/FileURL.h"
+
 namespace parvel {
 
 using platform::AXElement;
@@ -108,14 +110,13 @@ ui::Alert WindowsStyleDelete::confirmationAlert(const std::vector<std::string>& 
     ui::Alert alert;
     alert.style = ui::AlertStyle::Warning;
     if (paths.size() == 1) {
-        alert.messageText =
-            fmt::format("Delete \u2018{}\u2019?", FinderSupport::lastPathComponent(paths.front()));
+        alert.messageText = fmt::format("Delete \u2018{}\u2019?", lastPathComponent(paths.front()));
         alert.informativeText = kOneItemText;
     } else {
         alert.messageText = fmt::format("Delete {} selected items?", paths.size());
         std::vector<std::string> lines;
         for (std::size_t index = 0; index < std::min(paths.size(), kListLimit); ++index) {
-            lines.push_back("\u2022 " + FinderSupport::lastPathComponent(paths[index]));
+            lines.push_back("\u2022 " + lastPathComponent(paths[index]));
         }
         if (paths.size() > kListLimit) {
             lines.push_back(fmt::format("\u2026 and {} more.", paths.size() - kListLimit));
@@ -149,8 +150,7 @@ void WindowsStyleDelete::moveToTrash(const std::vector<std::string>& paths) {
     std::vector<std::string> failures;
     for (const auto& path : paths) {
         if (const auto trashed = services_.workspace.trashItem(path); !trashed) {
-            failures.push_back(FinderSupport::lastPathComponent(path) + ": " +
-                               trashed.error().description);
+            failures.push_back(lastPathComponent(path) + ": " + trashed.error().description);
         }
     }
     if (!failures.empty()) {

@@ -42,5 +42,15 @@ TEST(FileURL, StandardizesPathsForComparison) {
     }
 }
 
+TEST(FileURL, LastPathComponentIgnoresTrailingSlashes) {
+    const std::pair<const char*, const char*> cases[] = {{"/Users/me/Report.pdf", "Report.pdf"},
+                                                         {"/Users/me/Photos/", "Photos"},
+                                                         {"relative", "relative"},
+                                                         {"/", "/"}};
+    for (const auto& [path, name] : cases) {
+        EXPECT_EQ(lastPathComponent(path), name) << path;
+    }
+}
+
 }  // namespace
 }  // namespace parvel

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/FileURL.h"
 #include "finder/FinderFixture.h"
 #include "finder/FinderUpgradeController.h"
 #include "finder/WindowsStyleDelete.h"
@@ -243,7 +244,7 @@ class FileTransferSafetyTest : public test_support::FinderFixture,
         const auto failed = failedNames(result);
         if (willPaste && operation == TransferOperation::copy) {
             for (const auto& item : present) {
-                if (!failed.contains(FinderSupport::lastPathComponent(item))) {
+                if (!failed.contains(lastPathComponent(item))) {
                     add(expected, held[item]);
                 }
             }
@@ -254,7 +255,7 @@ class FileTransferSafetyTest : public test_support::FinderFixture,
         // An item that failed is still where it was with all it held (a folder may have gained
         // the items pasted into it).
         for (const auto& item : present) {
-            if (failed.contains(FinderSupport::lastPathComponent(item))) {
+            if (failed.contains(lastPathComponent(item))) {
                 auto now = holdings(item);
                 add(now, held[item], -1);
                 EXPECT_TRUE(

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/FileURL.h"
 #include "finder/FinderFixture.h"
 
 namespace parvel {
@@ -87,14 +88,6 @@ TEST_F(FinderSupportTest, NothingIsFoundWithoutAccessibility) {
     denyFinderAutomation();
     mac.permissions().accessibility = false;
     EXPECT_TRUE(finder.selectedURLs().empty());
-}
-
-TEST_F(FinderSupportTest, LastPathComponents) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"/Users/me/Report.pdf", "Report.pdf"}, {"/Users/me/Photos/", "Photos"}, {"/", "/"}};
-    for (const auto& [path, name] : cases) {
-        EXPECT_EQ(FinderSupport::lastPathComponent(path), name) << path;
-    }
 }
 
 }  // namespace

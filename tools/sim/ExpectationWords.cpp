@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -239,6 +240,28 @@ void addSystemExpectations(Vocabulary& vocabulary) {
                                    const auto found = context.mac.platform().pasteboard->fileURLs();
                                    return check(found == wanted, quoted(wanted), quoted(found));
                                }));
+    vocabulary.add(expectation(
+        {"pasteboard", "image"}, "pasteboard image png|tiff BYTES|none",
+        "image data of that type on the pasteboard, as `copy image` makes it, or none", 2, 2,
+        [](Context& context, const auto& words) -> Outcome {
+            if (words[0] != "png" && words[0] != "tiff") {
+                return failed("the image type is png or tiff");
+            }
+            const auto type = words[0] == "png" ? platform::pasteboard_types::kPNG
+                                                : platform::pasteboard_types::kTIFF;
+            const auto found = context.mac.platform().pasteboard->data(type);
+            const std::string shown =
+                found ? fmt::format("{} bytes", found->size()) : std::string("none");
+            if (words[1] == "none") {
+                return check(!found, "none", shown);
+            }
+            const auto size = parseInteger(words[1]);
+            if (!size || *size < 0) {
+                return failed("the size is a whole number of bytes, or none");
+            }
+            return check(found && *found == scenarioImage(static_cast<std::size_t>(*size)),
+                         words[1] + " bytes of the scenario's image", shown);
+        }));
     vocabulary.add(expectation({"change-count"}, "change-count N", "the pasteboard's change count",
                                1, 1, [](Context& context, const auto& words) {
                                    const auto count = std::to_string(
@@ -414,6 +437,13 @@ void addUserInterfaceExpectations(Vocabulary& vocabulary) {
             }
             return failed(
                 "expect control NAME text|color|selected VALUE, or on|off|enabled|disabled");
+        }));
+    vocabulary.add(expectation(
+        {"rows"}, "rows TABLE [ROW...]", "a table's rows, top to bottom (none for an empty table)",
+        1, std::numeric_limits<std::size_t>::max(), [](Context& context, const auto& words) {
+            const auto table = context.mac.presenter().find(words[0]);
+            const std::vector<std::string> wanted(words.begin() + 1, words.end());
+            return check(table->items == wanted, quoted(wanted), quoted(table->items));
         }));
     vocabulary.add(expectation(
         {"activation-policy"}, "activation-policy regular|accessory",

@@ -483,11 +483,8 @@ void addWorldWords(Vocabulary& vocabulary) {
                         return compiledStep([type, size = *size,
                                              from = arguments.after("from").value_or("Preview")](
                                                 Context& context) -> Outcome {
-                            Bytes image(static_cast<std::size_t>(size));
-                            for (std::size_t index = 0; index < image.size(); ++index) {
-                                image[index] = static_cast<std::uint8_t>(index * 7 % 251);
-                            }
-                            context.mac.pasteboard().copyImage(from, image, type);
+                            context.mac.pasteboard().copyImage(
+                                from, scenarioImage(static_cast<std::size_t>(size)), type);
                             return {};
                         });
                     }});
@@ -930,6 +927,14 @@ void addSystemWords(Vocabulary& vocabulary) {
                      return {};
                  });
          }});
+}
+
+Bytes scenarioImage(std::size_t size) {
+    Bytes image(size);
+    for (std::size_t index = 0; index < image.size(); ++index) {
+        image[index] = static_cast<std::uint8_t>(index * 7 % 251);
+    }
+    return image;
 }
 
 Vocabulary standardVocabulary() {

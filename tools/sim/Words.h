@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Scenario.h"
+#include "base/Bytes.h"
 
 namespace parvel::scenario {
 
 // Every word of the scenario language (see docs/scenarios.md).
 Vocabulary standardVocabulary();
+
+// The image data `copy image` puts on the pasteboard: a fixed pattern of that many bytes.
+Bytes scenarioImage(std::size_t size);
 
 // The groups it is made of.
 void addTimeWords(Vocabulary& vocabulary);

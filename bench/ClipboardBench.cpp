@@ -6,7 +6,6 @@
 //   ("held_per_payload_byte": heap bytes the controller holds per payload byte).
 
 #include <chrono>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +20,7 @@
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/sim/MemoryLog.h"
 #include "platform/sim/SimulatedMac.h"
+#include "support/TemporaryDirectory.h"
 
 namespace parvel {
 namespace {
@@ -30,25 +30,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kEntries = 200;
 constexpr std::size_t kImages = 20;
 constexpr std::size_t kImageBytes = 1024 * 1024;
-
-// A preferences folder on the machine's disk, removed afterwards.
-class PreferencesFolder {
-  public:
-    PreferencesFolder() {
-        std::string pattern = std::filesystem::temp_directory_path().string() + "/parvel-XXXXXX";
-        path_ = ::mkdtemp(pattern.data()) != nullptr ? pattern : "";
-    }
-    ~PreferencesFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    PreferencesFolder(const PreferencesFolder&) = delete;
-    PreferencesFolder& operator=(const PreferencesFolder&) = delete;
-    const std::string& path() const { return path_; }
-
-  private:
-    std::string path_;
-};
 
 std::vector<ClipboardEntry> typicalHistory(platform::WallTime now) {
     std::vector<ClipboardEntry> entries;
@@ -84,7 +65,7 @@ std::size_t heapBytesInUse() {
 // A controller over the real preferences store with the typical history already stored.
 struct StoredHistory {
     sim::SimulatedMac mac;
-    PreferencesFolder folder;
+    test_support::TemporaryDirectory folder;
     posix::PosixFileSystem files{folder.path()};
     sim::MemoryLog log;
     posix::PlistDefaults defaults{"/Preferences", files, log};

@@ -1,5 +1,6 @@
 #include "finder/FinderSupport.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <variant>
 

@@ -239,6 +239,29 @@ TEST_F(FinderUpgradeControllerTest, MoveToAsksForAFolderAndShowsTheMovedItems) {
     EXPECT_EQ(reveals.back(), "reveal " + elsewhere + "/a 2.txt, " + elsewhere + "/b.txt");
 }
 
+TEST_F(FinderUpgradeControllerTest, ItemsThatCannotBeMovedAreListedInOneAlert) {
+    create(documents, {"a.txt", "b.txt"});
+    selectInDocuments({"a.txt", "b.txt"});
+    mac.dispatch().main().async([this] { transfers.moveSelectionToFolder(); });
+    mac.dispatch().runDue();
+    const auto panel = mac.presenter().currentOpenPanel();
+    ASSERT_TRUE(panel.has_value());
+    EXPECT_EQ(panel->title, "Move To");
+    EXPECT_EQ(panel->prompt, "Move Here");
+    EXPECT_TRUE(panel->canChooseDirectories && panel->canCreateDirectories);
+    EXPECT_FALSE(panel->canChooseFiles || panel->allowsMultipleSelection);
+    // "a.txt" goes away while the panel is open.
+    ASSERT_TRUE(mac.files().removeItem(documents + "/a.txt"));
+    mac.presenter().answerOpenPanel({elsewhere});
+
+    EXPECT_TRUE(exists(elsewhere + "/b.txt"));
+    const auto alert = mac.presenter().currentAlert();
+    ASSERT_TRUE(alert.has_value());
+    EXPECT_EQ(alert->messageText, "Some items could not be moved");
+    EXPECT_TRUE(alert->informativeText.starts_with("a.txt: ")) << alert->informativeText;
+    EXPECT_EQ(alert->informativeText.find('\n'), std::string::npos);
+}
+
 TEST_F(FinderUpgradeControllerTest, MoveToWithNothingSelectedBeepsAndACancelMovesNothing) {
     mac.finder().openWindow(documents);
     transfers.moveSelectionToFolder();

@@ -79,17 +79,17 @@ bool needsEscape(unsigned char byte) {
     return byte < 0x20 || byte == '"' || byte == '\\';
 }
 
-// Whether any of eight bytes is a control character, a quote or a backslash (each test sets the
-// high bit of the byte that matches).
+// Whether any of eight bytes is a control character, a quote or a backslash: a byte below a
+// limit sets its high bit in the test below (a zero byte is one below 1), and a quote or backslash
+// becomes zero when xor-ed with eight copies of itself.
 bool wordNeedsEscape(std::uint64_t word) {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    const auto hasZeroByte = [](std::uint64_t value) {
-        return (value - kOnes) & ~value & kHighBits;
+    const auto hasByteBelow = [](std::uint64_t value, std::uint64_t limit) {
+        return ((value - kOnes * limit) & ~value & kHighBits) != 0;
     };
-    const std::uint64_t below0x20 = (word - kOnes * 0x20) & ~word & kHighBits;
-    return (below0x20 | hasZeroByte(word ^ (kOnes * '"')) | hasZeroByte(word ^ (kOnes * '\\'))) !=
-           0;
+    return hasByteBelow(word, 0x20) || hasByteBelow(word ^ (kOnes * '"'), 1) ||
+           hasByteBelow(word ^ (kOnes * '\\'), 1);
 }
 
 // The index of the first byte from `start` on that must be escaped, or the text's size.

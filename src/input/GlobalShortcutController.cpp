@@ -5,6 +5,8 @@
 #include <string_view>
 #include <variant>
 
+#include "finder/FinderSupport.h"
+
 namespace parvel {
 
 using platform::EventFlags;
@@ -13,7 +15,7 @@ namespace flags = platform::event_flags;
 
 namespace {
 
-constexpr std::string_view kFinderIdentifier = "com.apple.finder";
+constexpr std::string_view kFinderIdentifier = FinderSupport::kFinderIdentifier;
 constexpr platform::Duration kRetryInterval = platform::seconds(2.0);
 constexpr platform::Duration kDeleteDebounce = platform::seconds(0.35);
 

@@ -81,6 +81,7 @@ TEST_F(AppDelegateTest, BatterySaverKeepsDockPreviewsOffWithoutChangingTheChoice
         mac.dispatch().main().async([this] { mac.application().terminate(); });
         mac.dispatch().runDue();
         delegate.reset();
+        mac.endProgramProcess();
         mac.startNewProgramProcess();
     }
 }

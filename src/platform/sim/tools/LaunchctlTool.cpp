@@ -13,12 +13,11 @@ namespace parvel::sim {
 namespace {
 
 constexpr std::string_view kGuiDomainPrefix = "gui/";
-constexpr int kUsageStatus = 64;
 constexpr std::string_view kBootstrapFailed = "Bootstrap failed";
 constexpr std::string_view kBootoutFailed = "Boot-out failed";
 
 ToolResult usage(std::string_view subcommand, std::string_view operands) {
-    return failedWith(kUsageStatus, fmt::format("Usage: launchctl {} {}", subcommand, operands));
+    return failedWith(kExitUsage, fmt::format("Usage: launchctl {} {}", subcommand, operands));
 }
 
 ToolResult failed(std::string_view what, const Error& error) {
@@ -34,7 +33,7 @@ ToolResult outcome(std::string_view what, const Result<void>& result) {
 
 ToolResult LaunchctlTool::run(const ToolArguments& arguments) {
     if (arguments.empty()) {
-        return failedWith(kUsageStatus, "Usage: launchctl <subcommand> ... | help [subcommand]");
+        return failedWith(kExitUsage, "Usage: launchctl <subcommand> ... | help [subcommand]");
     }
     const std::string& subcommand = arguments.front();
     const ToolArguments operands(arguments.begin() + 1, arguments.end());
@@ -47,7 +46,7 @@ ToolResult LaunchctlTool::run(const ToolArguments& arguments) {
     if (subcommand == "enable" || subcommand == "disable") {
         return setEnabled(operands, subcommand == "enable");
     }
-    return failedWith(kUsageStatus, fmt::format("Unrecognized subcommand: {}", subcommand));
+    return failedWith(kExitUsage, fmt::format("Unrecognized subcommand: {}", subcommand));
 }
 
 ToolResult LaunchctlTool::bootstrap(const ToolArguments& operands) {

@@ -14,7 +14,6 @@ namespace parvel::sim {
 namespace {
 
 constexpr int kFailureStatus = 1;
-constexpr int kUsageStatus = 64;
 constexpr std::string_view kUsage =
     "usage: pluginkit -a <paths>... | -e use|ignore|default -i <identifier> | -m [-A] [-D] [-i "
     "<identifier>]";
@@ -79,7 +78,7 @@ char electionSign(PlugInElection election) {
 ToolResult PluginkitTool::run(const ToolArguments& arguments) {
     const auto options = parse(arguments);
     if (!options) {
-        return failedWith(kUsageStatus, kUsage);
+        return failedWith(kExitUsage, kUsage);
     }
     for (const auto& path : options->paths) {
         if (const auto added = registry_.add(path); !added) {
@@ -89,7 +88,7 @@ ToolResult PluginkitTool::run(const ToolArguments& arguments) {
     if (options->election) {
         const auto election = kElections.find(*options->election);
         if (election == kElections.end()) {
-            return failedWith(kUsageStatus, kUsage);
+            return failedWith(kExitUsage, kUsage);
         }
         if (!registry_.elect(*options->identifier, election->second)) {
             return failedWith(kFailureStatus, fmt::format("pluginkit: no plug-in matches {}",

@@ -7,6 +7,9 @@
 
 namespace parvel::sim {
 
+// The exit status of a tool called with arguments it does not take (EX_USAGE).
+inline constexpr int kExitUsage = 64;
+
 // A tool that succeeded after printing one line.
 inline ToolResult printedLine(std::string_view text) {
     return {0, std::string(text) + "\n", ""};

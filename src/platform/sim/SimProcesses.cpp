@@ -42,9 +42,9 @@ bool needsQuoting(const std::string& argument) {
 
 }  // namespace
 
-SimProcesses::SimProcesses(Applications& applications, Trace& trace, platform::ProcessId ownPid,
-                           platform::Processes& host)
-    : applications_(applications), trace_(trace), ownPid_(ownPid), host_(host) {}
+SimProcesses::SimProcesses(Applications& applications, const platform::FileSystem& files,
+                           Trace& trace, platform::ProcessId ownPid, platform::Processes& host)
+    : applications_(applications), files_(files), trace_(trace), ownPid_(ownPid), host_(host) {}
 
 std::string SimProcesses::describe(const std::string& executable, const ToolArguments& arguments) {
     std::string text = executable;
@@ -69,17 +69,40 @@ Result<std::unique_ptr<platform::ChildProcess>> SimProcesses::launch(
     invocations_.push_back(invocation);
     const std::string shown = describe(request.executable, request.arguments);
 
-    const auto tool = tools_.find(request.executable);
-    if (tool == tools_.end()) {
-        if (kHarmlessHostTools.contains(request.executable)) {
-            trace_.record("process", shown);
-            return host_.launch(request);
-        }
-        trace_.record("process", shown + " (failed to start: no such file)");
-        return std::unexpected(posixError(ENOENT));
+    if (const auto tool = tools_.find(request.executable); tool != tools_.end()) {
+        return run(tool->second, request, shown);
     }
+    if (const Tool* program = installedProgram(request.executable)) {
+        if (!files_.exists(request.executable)) {
+            return failToStart(shown, ENOENT);
+        }
+        if (!files_.isExecutable(request.executable)) {
+            return failToStart(shown, EACCES);
+        }
+        return run(*program, request, shown);
+    }
+    if (kHarmlessHostTools.contains(request.executable)) {
+        trace_.record("process", shown);
+        return host_.launch(request);
+    }
+    return failToStart(shown, ENOENT);
+}
+
+const Tool* SimProcesses::installedProgram(std::string_view path) const {
+    for (const auto& [pattern, tool] : installedPrograms_) {
+        const bool anyFolder = pattern.starts_with(kAnyFolder);
+        if (anyFolder ? path.ends_with(std::string_view(pattern).substr(kAnyFolder.size() - 1))
+                      : path == pattern) {
+            return &tool;
+        }
+    }
+    return nullptr;
+}
+
+SimProcesses::Child SimProcesses::run(const Tool& tool, const platform::LaunchRequest& request,
+                                      const std::string& shown) {
     trace_.record("process", shown);
-    ToolResult result = tool->second(request.arguments);
+    ToolResult result = tool(request.arguments);
     if (result.status != 0) {
         const auto end = result.error.find_last_not_of(" \n");
         const std::string shownError =
@@ -97,6 +120,12 @@ Result<std::unique_ptr<platform::ChildProcess>> SimProcesses::launch(
     }
     return std::make_unique<EmulatedChild>(nextToolPid_++, result.status, std::move(output),
                                            std::move(error));
+}
+
+SimProcesses::Child SimProcesses::failToStart(const std::string& shown, int error) {
+    trace_.record("process", fmt::format("{} (failed to start: {})", shown,
+                                         error == EACCES ? "permission denied" : "no such file"));
+    return std::unexpected(posixError(error));
 }
 
 std::optional<platform::ProcessId> SimProcesses::parentProcessId(platform::ProcessId pid) const {
@@ -119,8 +148,13 @@ void SimProcesses::addTool(std::string path, Tool tool) {
     tools_[std::move(path)] = std::move(tool);
 }
 
+void SimProcesses::addInstalledProgram(std::string path, Tool tool) {
+    installedPrograms_[std::move(path)] = std::move(tool);
+}
+
 void SimProcesses::removeTool(const std::string& path) {
     tools_.erase(path);
+    installedPrograms_.erase(path);
 }
 
 }  // namespace parvel::sim

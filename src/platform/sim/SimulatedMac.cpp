@@ -98,7 +98,7 @@ struct SimulatedMac::Parts {
           workspace(applications, finder, files, trace, mac.homeDirectory() + "/.Trash"),
           accessibility(tree, permissions, trace),
           windowServer(applications, displays, permissions, trace),
-          processes(applications, trace, kOwnPid, hostProcesses),
+          processes(applications, files, trace, kOwnPid, hostProcesses),
           appleScript(permissions, trace),
           network(trace),
           speech(trace),

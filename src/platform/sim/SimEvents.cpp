@@ -8,6 +8,7 @@
 #include "platform/sim/VirtualDispatch.h"
 #include "platform/sim/world/Applications.h"
 #include "platform/sim/world/Displays.h"
+#include "platform/sim/world/Hardware.h"
 #include "platform/sim/world/Permissions.h"
 
 namespace parvel::sim {
@@ -74,6 +75,30 @@ std::string modifierNames(platform::EventFlags eventFlags) {
     }
     return names;
 }
+
+// Special keys arrive as system-defined events of this subtype, with the key code in the upper
+// half of data1 and the key's state in its second byte.
+constexpr std::int64_t kSpecialKeySubtype = 8;
+constexpr int kSpecialKeyCodeShift = 16;
+constexpr std::int64_t kSpecialKeyStateMask = 0xff00;
+constexpr std::int64_t kSpecialKeyDown = 0x0a00;
+
+constexpr std::int64_t kBrightnessUpKey = 2;
+constexpr std::int64_t kBrightnessDownKey = 3;
+constexpr std::int64_t kIlluminationUpKey = 21;
+constexpr std::int64_t kIlluminationDownKey = 22;
+
+// The special keys whose levels the system keeps, and which way a press moves them.
+enum class Level { DisplayBrightness, KeyboardBacklight };
+struct LevelKey {
+    std::int64_t code;
+    Level level;
+    double direction;
+};
+constexpr LevelKey kLevelKeys[] = {{kBrightnessUpKey, Level::DisplayBrightness, 1},
+                                   {kBrightnessDownKey, Level::DisplayBrightness, -1},
+                                   {kIlluminationUpKey, Level::KeyboardBacklight, 1},
+                                   {kIlluminationDownKey, Level::KeyboardBacklight, -1}};
 
 bool isKeyEvent(EventType type) {
     return type == EventType::KeyDown || type == EventType::KeyUp ||
@@ -159,12 +184,13 @@ class SimEvents::MonitorHandle final : public platform::EventMonitor {
 };
 
 SimEvents::SimEvents(VirtualDispatch& dispatch, Applications& applications,
-                     const Displays& displays, Permissions& permissions, Trace& trace,
-                     platform::ProcessId ownPid)
+                     const Displays& displays, Permissions& permissions, Hardware& hardware,
+                     Trace& trace, platform::ProcessId ownPid)
     : dispatch_(dispatch),
       applications_(applications),
       displays_(displays),
       permissions_(permissions),
+      hardware_(hardware),
       trace_(trace),
       ownPid_(ownPid) {}
 
@@ -268,6 +294,9 @@ void SimEvents::route(Event event, std::string_view origin) {
             return;
         }
     }
+    if (handleLevelKey(event, origin)) {
+        return;
+    }
     const auto frontmost = applications_.frontmost();
     if (frontmost == ownPid_ && !offerToLocalMonitors(event)) {
         trace_.record("event", fmt::format("{} {} consumed by a local monitor", origin, described));
@@ -289,6 +318,29 @@ void SimEvents::route(Event event, std::string_view origin) {
     target->receivedEvents.push_back(event);
     trace_.record("event", fmt::format("{} {} delivered to {}", origin, describeEvent(event),
                                        target->spec.name));
+}
+
+bool SimEvents::handleLevelKey(const Event& event, std::string_view origin) {
+    if (event.type != EventType::SystemDefined || event.subtype != kSpecialKeySubtype) {
+        return false;
+    }
+    const auto code = event.data1 >> kSpecialKeyCodeShift;
+    const auto key = std::ranges::find_if(
+        kLevelKeys, [code](const LevelKey& candidate) { return candidate.code == code; });
+    if (key == std::end(kLevelKeys)) {
+        return false;
+    }
+    trace_.record("event",
+                  fmt::format("{} {} handled by the system", origin, describeEvent(event)));
+    if ((event.data1 & kSpecialKeyStateMask) == kSpecialKeyDown) {
+        const double step = key->direction * Hardware::kKeyStep;
+        if (key->level == Level::DisplayBrightness) {
+            hardware_.setDisplayBrightness(hardware_.displayBrightness() + step);
+        } else {
+            hardware_.setKeyboardBacklight(hardware_.keyboardBacklight() + step);
+        }
+    }
+    return true;
 }
 
 bool SimEvents::offerToLocalMonitors(const Event& event) {

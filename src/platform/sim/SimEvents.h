@@ -11,6 +11,7 @@ namespace parvel::sim {
 
 class Applications;
 class Displays;
+class Hardware;
 class Trace;
 class VirtualDispatch;
 struct Permissions;
@@ -21,12 +22,15 @@ std::string describeEvent(const platform::Event& event);
 // Input on the simulated Mac. Events from the keyboard and mouse (inject) and events the program
 // posts flow through the session's taps in order — head-inserted taps ahead of earlier ones,
 // tail-appended taps after them — then, unless a tap swallowed them, through the event monitors,
-// and reach the frontmost application, which records them. Taps run on the main queue. Creating a
-// tap needs Input Monitoring, and a tap that may change events also needs Accessibility.
+// and reach the frontmost application, which records them. The brightness and keyboard-illumination
+// keys (system-defined events) are the system's own: past the taps, it moves their levels on each
+// key-down and no application receives them. Taps run on the main queue. Creating a tap needs
+// Input Monitoring, and a tap that may change events also needs Accessibility.
 class SimEvents final : public platform::Events {
   public:
     SimEvents(VirtualDispatch& dispatch, Applications& applications, const Displays& displays,
-              Permissions& permissions, Trace& trace, platform::ProcessId ownPid);
+              Permissions& permissions, Hardware& hardware, Trace& trace,
+              platform::ProcessId ownPid);
     ~SimEvents() override;
     SimEvents(const SimEvents&) = delete;
     SimEvents& operator=(const SimEvents&) = delete;
@@ -62,12 +66,14 @@ class SimEvents final : public platform::Events {
 
     void route(platform::Event event, std::string_view origin);
     void trackPointer(const platform::Event& event);
+    bool handleLevelKey(const platform::Event& event, std::string_view origin);
     void prune();
 
     VirtualDispatch& dispatch_;
     Applications& applications_;
     const Displays& displays_;
     Permissions& permissions_;
+    Hardware& hardware_;
     Trace& trace_;
     platform::ProcessId ownPid_;
     std::vector<std::shared_ptr<Tap>> chain_;

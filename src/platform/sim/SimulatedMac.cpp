@@ -39,7 +39,9 @@
 #include "platform/sim/world/Displays.h"
 #include "platform/sim/world/Dock.h"
 #include "platform/sim/world/Finder.h"
+#include "platform/sim/world/Hardware.h"
 #include "platform/sim/world/Permissions.h"
+#include "platform/sim/world/Power.h"
 
 namespace parvel::sim {
 
@@ -94,7 +96,9 @@ struct SimulatedMac::Parts {
           finder(applications, tree, files, defaults, trace, mac.homeDirectory()),
           dock(applications, tree, defaults, displays, trace),
           pasteboard(trace),
-          events(mac.dispatch_, applications, displays, permissions, trace, kOwnPid),
+          power(trace),
+          hardware(trace),
+          events(mac.dispatch_, applications, displays, permissions, hardware, trace, kOwnPid),
           workspace(applications, finder, files, trace, mac.homeDirectory() + "/.Trash"),
           accessibility(tree, permissions, trace),
           windowServer(applications, displays, permissions, trace),
@@ -120,6 +124,8 @@ struct SimulatedMac::Parts {
     Finder finder;
     Dock dock;
     SimPasteboard pasteboard;
+    Power power;
+    Hardware hardware;
     SimEvents events;
     SimWorkspace workspace;
     SimAccessibility accessibility;
@@ -251,8 +257,7 @@ void SimulatedMac::installSystemScripts() {
     scripts.addScript(std::string(kMenuBarScript), eventsIdentifier, eventsName,
                       [] { return ScriptResult("false"); });
     scripts.addScript(std::string(kSleepScript), eventsIdentifier, eventsName, [this] {
-        ++sleepRequests_;
-        trace().record("power", "the Mac was asked to sleep");
+        power().requestSleep();
         return ScriptResult("");
     });
     scripts.addScript(std::string(kSelectionScript), finderIdentifier, finderName, [this] {
@@ -304,6 +309,15 @@ Dock& SimulatedMac::dock() {
 }
 Permissions& SimulatedMac::permissions() {
     return parts_->permissions;
+}
+Power& SimulatedMac::power() {
+    return parts_->power;
+}
+Hardware& SimulatedMac::hardware() {
+    return parts_->hardware;
+}
+int SimulatedMac::sleepRequests() const {
+    return parts_->power.sleepRequests();
 }
 SimPasteboard& SimulatedMac::pasteboard() {
     return parts_->pasteboard;

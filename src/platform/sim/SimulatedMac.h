@@ -14,6 +14,8 @@ class Applications;
 class Displays;
 class Dock;
 class Finder;
+class Hardware;
+class Power;
 class RecordingDefaults;
 class SimAppleScript;
 class SimApplication;
@@ -46,7 +48,8 @@ struct SimulatedMacOptions {
 
 // A simulated Mac: a behavioural model of the system the program runs on (applications and their
 // windows, accessibility trees, Finder and the Dock, the pasteboard, input, permissions, defaults,
-// the network, a sandboxed file system with a Trash, emulated command-line tools) with every
+// the network, power and the battery, display and keyboard brightness, Bluetooth, a sandboxed
+// file system with a Trash, emulated command-line tools) with every
 // platform service implemented over it, in virtual time. Tests and the scenario runner drive the
 // world through the accessors below and observe it, and the trace, afterwards.
 //
@@ -70,6 +73,10 @@ class SimulatedMac {
     Finder& finder();
     Dock& dock();
     Permissions& permissions();
+    // The battery, the power source, pmset's settings, the charge limit and sleep requests.
+    Power& power();
+    // Display brightness, the keyboard backlight and Bluetooth power.
+    Hardware& hardware();
     SimPasteboard& pasteboard();
     SimEvents& events();
     SimWorkspace& workspace();
@@ -106,8 +113,8 @@ class SimulatedMac {
     // The system appearance, as System Events sets it and the presenter reports it.
     bool darkMode() const;
     void setDarkMode(bool dark);
-    // How many times something asked the Mac to sleep.
-    int sleepRequests() const { return sleepRequests_; }
+    // How many times something asked the Mac to sleep (System Events, pmset).
+    int sleepRequests() const;
 
     // This program's process id on the simulated Mac.
     static constexpr platform::ProcessId kOwnPid = 150;
@@ -123,7 +130,6 @@ class SimulatedMac {
     std::string userName_;
     std::string sandboxRoot_;
     bool ownsSandbox_ = false;
-    int sleepRequests_ = 0;
     std::unique_ptr<Parts> parts_;
     std::unique_ptr<SystemTools> systemTools_;
     platform::Platform platform_;

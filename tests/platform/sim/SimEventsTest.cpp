@@ -7,6 +7,7 @@
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/world/Applications.h"
 #include "platform/sim/world/Displays.h"
+#include "platform/sim/world/Hardware.h"
 #include "platform/sim/world/Permissions.h"
 
 namespace parvel::sim {
@@ -24,6 +25,15 @@ Event keyDown(std::int64_t keyCode, platform::EventFlags flags = 0) {
     event.type = EventType::KeyDown;
     event.flags = flags;
     event.setField(EventField::KeyboardEventKeycode, keyCode);
+    return event;
+}
+
+// A special key as the program posts it: system-defined, subtype 8, key code and state in data1.
+Event specialKey(std::int64_t keyCode, bool down) {
+    Event event;
+    event.type = EventType::SystemDefined;
+    event.subtype = 8;
+    event.data1 = (keyCode << 16) | (down ? 0x0a00 : 0x0b00);
     return event;
 }
 
@@ -160,6 +170,51 @@ TEST_F(SimEventsTest, GlobalMonitorsSeeOtherApplicationsEventsOnly) {
     EXPECT_EQ(globalSeen, 1);
     EXPECT_EQ(localSeen, 1) << "our own key events go to local monitors, which may consume them";
     EXPECT_TRUE(mac.applications().find(SimulatedMac::kOwnPid)->receivedEvents.empty());
+}
+
+TEST_F(SimEventsTest, BrightnessAndIlluminationKeysStepTheirLevelsOnKeyDown) {
+    struct Case {
+        std::int64_t downKey;
+        std::int64_t upKey;
+        double (Hardware::*level)() const;
+    };
+    const Case cases[] = {{3, 2, &Hardware::displayBrightness},
+                          {22, 21, &Hardware::keyboardBacklight}};
+    const auto pressKey = [this](std::int64_t keyCode, int times) {
+        for (int index = 0; index < times; ++index) {
+            events.post(specialKey(keyCode, true), platform::EventSource::None);
+            events.post(specialKey(keyCode, false), platform::EventSource::None);
+        }
+        mac.dispatch().runDue();
+    };
+    for (const auto& [downKey, upKey, level] : cases) {
+        SCOPED_TRACE(downKey);
+        const double before = (mac.hardware().*level)();
+        pressKey(upKey, 1);
+        EXPECT_DOUBLE_EQ((mac.hardware().*level)(), before + 1.0 / 16);
+        pressKey(downKey, 16);
+        EXPECT_EQ((mac.hardware().*level)(), 0.0) << "the level stops at the bottom";
+        pressKey(upKey, 8);
+        EXPECT_DOUBLE_EQ((mac.hardware().*level)(), 0.5);
+        events.post(specialKey(upKey, false), platform::EventSource::None);
+        mac.dispatch().runDue();
+        EXPECT_DOUBLE_EQ((mac.hardware().*level)(), 0.5) << "a key-up alone moves nothing";
+    }
+    EXPECT_TRUE(receivedByFinder().empty()) << "the system keeps these keys to itself";
+
+    press(specialKey(0, true));
+    ASSERT_EQ(receivedByFinder().size(), 1u) << "other special keys (sound up) go on";
+    EXPECT_EQ(describeEvent(receivedByFinder().front()), "system-defined subtype 8 data1 0xa00");
+}
+
+TEST_F(SimEventsTest, ATapThatSwallowsABrightnessKeyKeepsTheLevel) {
+    auto created = events.createTap({TapPlacement::HeadInsert, TapOptions::Default,
+                                     platform::maskOf(EventType::SystemDefined),
+                                     [](Event&) { return TapVerdict::Swallow; }});
+    ASSERT_TRUE(created.has_value());
+    const double before = mac.hardware().displayBrightness();
+    press(specialKey(2, true));
+    EXPECT_EQ(mac.hardware().displayBrightness(), before);
 }
 
 TEST_F(SimEventsTest, MouseEventsMoveThePointerInCocoaCoordinates) {

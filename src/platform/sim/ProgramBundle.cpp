@@ -72,6 +72,8 @@ void ProgramBundle::install(const std::string& bundlePath) const {
         write(files_, fmt::format("{}/Resources/{}", contents, helper.resource),
               toBytes(fmt::format("{} 1.0", helper.installedName)), kExecutableMode);
     }
+    write(files_, modeHelperPath(bundlePath), toBytes(fmt::format("{} 1.0", kModeHelper)),
+          kExecutableMode);
     write(files_, fmt::format("{}/Resources/{}", contents, kSetupScript), toBytes(kSetupScriptText),
           kExecutableMode);
     write(files_, fmt::format("{}/PlugIns/{}/Contents/Info.plist", contents, kFinderSyncBundle),
@@ -79,6 +81,10 @@ void ProgramBundle::install(const std::string& bundlePath) const {
                  {"CFBundleShortVersionString", "1.0"},
                  {"NSExtension",
                   PlistDictionary{{"NSExtensionPointIdentifier", "com.apple.FinderSync"}}}}));
+}
+
+std::string ProgramBundle::modeHelperPath(const std::string& bundlePath) {
+    return fmt::format("{}/Contents/Resources/{}", bundlePath, kModeHelper);
 }
 
 void ProgramBundle::installHelpers(const std::string& bundlePath) const {
@@ -89,8 +95,7 @@ void ProgramBundle::installHelpers(const std::string& bundlePath) const {
             throw std::runtime_error("the bundle at " + bundlePath + " has no " +
                                      std::string(helper.resource));
         }
-        write(files_, fmt::format("{}/{}", kHelperFolder, helper.installedName), *bytes,
-              kExecutableMode);
+        write(files_, helper.installedPath(), *bytes, kExecutableMode);
     }
     trace_.record("file", fmt::format("installed the helpers of {}", bundlePath));
 }

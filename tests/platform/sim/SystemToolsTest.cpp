@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimAppleScript.h"
 #include "platform/sim/SimBundle.h"
 #include "platform/sim/SimWorkspace.h"
@@ -307,6 +308,10 @@ TEST(SystemToolsLifetimeTest, ToolsFailToStartOnceTheyAreGone) {
         ASSERT_TRUE(mac.processes().launch({"/usr/bin/killall", {"cfprefsd"}}).has_value());
     }
     EXPECT_FALSE(mac.processes().launch({"/usr/bin/killall", {"cfprefsd"}}).has_value());
+    EXPECT_FALSE(
+        mac.processes()
+            .launch({ProgramBundle::modeHelperPath(mac.bundle().bundlePath()), {"display-get"}})
+            .has_value());
     EXPECT_FALSE(mac.appleScript().run("do shell script \"/usr/bin/true\"").has_value());
 }
 

@@ -1,5 +1,6 @@
 #include "platform/sim/tools/SystemTools.h"
 
+#include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimAppleScript.h"
 #include "platform/sim/SimBundle.h"
 #include "platform/sim/SimProcessInfo.h"
@@ -12,6 +13,11 @@ namespace parvel::sim {
 namespace {
 
 constexpr std::string_view kLaunchAgentsFolder = "/Library/LaunchAgents";
+// The mode helper answers in whichever copy of the bundle the program runs from.
+std::string anyBundlesModeHelper() {
+    return std::string(SimProcesses::kAnyFolder) + "Contents/Resources/" +
+           std::string(ProgramBundle::kModeHelper);
+}
 
 }  // namespace
 
@@ -30,8 +36,14 @@ SystemTools::SystemTools(SimulatedMac& mac)
       shell_(mac.processes(), mac.files(), mac.dispatch(), mac.trace()),
       pluginkit_(plugIns_),
       tccutil_(mac.permissions(), mac.trace(), std::string(SimBundle::kBundleIdentifier)),
+      pmset_(mac.power()),
+      modeHelper_(mac.hardware(), mac.permissions()),
+      powerHelper_(mac.power()),
+      lowDataHelper_(mac.network()),
+      chargeHelper_(mac.power()),
       doShellScript_(std::make_shared<DoShellScript>(mac.processes(), mac.trace())) {
     registerTools();
+    registerHelpers();
     mac.appleScript().addHandler([weak = std::weak_ptr<DoShellScript>(doShellScript_)](
                                      std::string_view source) -> std::optional<ScriptResult> {
         const auto command = weak.lock();
@@ -40,12 +52,24 @@ SystemTools::SystemTools(SimulatedMac& mac)
 }
 
 SystemTools::~SystemTools() {
+    for (const auto& path : registeredPaths()) {
+        mac_.processes().removeTool(path);
+    }
+}
+
+std::vector<std::string> SystemTools::registeredPaths() {
+    std::vector<std::string> paths;
     for (const auto path :
          {DefaultsTool::kPath, KillallTool::kPath, PkillTool::kPath, LaunchctlTool::kPath,
           OpenTool::kPath, OsascriptTool::kPath, ShellTool::kShellPath, ShellTool::kBashPath,
-          PluginkitTool::kPath, TccutilTool::kPath}) {
-        mac_.processes().removeTool(std::string(path));
+          PluginkitTool::kPath, TccutilTool::kPath, PmsetTool::kPath}) {
+        paths.emplace_back(path);
     }
+    paths.push_back(anyBundlesModeHelper());
+    for (const auto& helper : ProgramBundle::kHelpers) {
+        paths.push_back(helper.installedPath());
+    }
+    return paths;
 }
 
 void SystemTools::registerTools() {
@@ -62,11 +86,25 @@ void SystemTools::registerTools() {
     add(OsascriptTool::kPath, osascript_);
     add(PluginkitTool::kPath, pluginkit_);
     add(TccutilTool::kPath, tccutil_);
+    add(PmsetTool::kPath, pmset_);
     for (const auto shell : {ShellTool::kShellPath, ShellTool::kBashPath}) {
         processes.addTool(std::string(shell), [this, shell](const ToolArguments& arguments) {
             return shell_.run(shell, arguments);
         });
     }
+}
+
+void SystemTools::registerHelpers() {
+    SimProcesses& processes = mac_.processes();
+    const auto add = [&processes](std::string path, auto& tool) {
+        processes.addInstalledProgram(std::move(path), [&tool](const ToolArguments& arguments) {
+            return tool.run(arguments);
+        });
+    };
+    add(anyBundlesModeHelper(), modeHelper_);
+    add(ProgramBundle::kPowerHelper.installedPath(), powerHelper_);
+    add(ProgramBundle::kLowDataHelper.installedPath(), lowDataHelper_);
+    add(ProgramBundle::kChargeHelper.installedPath(), chargeHelper_);
 }
 
 AdministratorPrompt& SystemTools::administratorPrompt() {

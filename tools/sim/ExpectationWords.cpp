@@ -25,9 +25,6 @@
 
 namespace parvel::scenario {
 
-namespace {
-
-// The failure of an expectation: what was wanted, what the simulated Mac shows.
 Outcome mismatch(std::string_view wanted, std::string_view found) {
     return failed(fmt::format("expected {}\n  found    {}", wanted, found));
 }
@@ -35,6 +32,8 @@ Outcome mismatch(std::string_view wanted, std::string_view found) {
 Outcome check(bool holds, std::string_view wanted, std::string_view found) {
     return holds ? Outcome{} : mismatch(wanted, found);
 }
+
+namespace {
 
 std::string quoted(const std::vector<std::string>& words) {
     std::vector<std::string> shown;

@@ -946,8 +946,10 @@ Vocabulary standardVocabulary() {
     addToolWords(vocabulary);
     addSystemWords(vocabulary);
     addProgramBundleWords(vocabulary);
+    addPowerWords(vocabulary);
     addUserInterfaceWords(vocabulary);
     addExpectationWords(vocabulary);
+    addPowerExpectations(vocabulary);
     return vocabulary;
 }
 

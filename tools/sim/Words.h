@@ -13,6 +13,11 @@ Vocabulary standardVocabulary();
 // The image data `copy image` puts on the pasteboard: a fixed pattern of that many bytes.
 Bytes scenarioImage(std::size_t size);
 
+// The failure of an expectation: what was wanted, what the simulated Mac shows.
+Outcome mismatch(std::string_view wanted, std::string_view found);
+// Passes when `holds`, else fails as a mismatch.
+Outcome check(bool holds, std::string_view wanted, std::string_view found);
+
 // The groups it is made of.
 void addTimeWords(Vocabulary& vocabulary);
 void addWorldWords(Vocabulary& vocabulary);
@@ -21,7 +26,9 @@ void addProgramWords(Vocabulary& vocabulary);
 void addToolWords(Vocabulary& vocabulary);
 void addSystemWords(Vocabulary& vocabulary);
 void addProgramBundleWords(Vocabulary& vocabulary);
+void addPowerWords(Vocabulary& vocabulary);
 void addUserInterfaceWords(Vocabulary& vocabulary);
 void addExpectationWords(Vocabulary& vocabulary);
+void addPowerExpectations(Vocabulary& vocabulary);
 
 }  // namespace parvel::scenario

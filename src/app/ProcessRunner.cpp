@@ -40,6 +40,17 @@ ProcessOutput ProcessRunner::processOutput(std::string_view path,
     return {status, decodeUtf8OrEmpty((*child)->readOutput())};
 }
 
+ProcessOutput ProcessRunner::standardOutput(std::string_view path,
+                                            const Arguments& arguments) const {
+    auto child =
+        processes_.launch(request(path, arguments, StreamTarget::Pipe, StreamTarget::Null));
+    if (!child) {
+        return {-1, ""};
+    }
+    const int status = (*child)->waitUntilExit();
+    return {status, decodeUtf8OrEmpty((*child)->readOutput())};
+}
+
 HelperResult ProcessRunner::runInstalledHelper(std::string_view path,
                                                const Arguments& arguments) const {
     auto child =

@@ -41,6 +41,9 @@ class ProcessRunner {
     // that fills the pipe before exiting would wait forever). On a start failure: -1 and the
     // start error's description.
     ProcessOutput processOutput(std::string_view path, const Arguments& arguments) const;
+    // Standard output only (standard error to the null device), read after the tool exits. On a
+    // start failure: -1 and no text.
+    ProcessOutput standardOutput(std::string_view path, const Arguments& arguments) const;
     // Separate pipes, read after the tool exits, standard output first. On a start failure:
     // false and the start error's description.
     HelperResult runInstalledHelper(std::string_view path, const Arguments& arguments) const;

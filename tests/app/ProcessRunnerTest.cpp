@@ -41,6 +41,11 @@ TEST_F(ProcessRunnerTest, ProcessOutputSharesOnePipeInWritingOrder) {
     EXPECT_EQ(missing.text, "No such file or directory");
 }
 
+TEST_F(ProcessRunnerTest, StandardOutputDropsStandardError) {
+    EXPECT_EQ(runner.standardOutput("/bin/sh", {"-c", kBothStreams}), (ProcessOutput{3, "out\n"}));
+    EXPECT_EQ(runner.standardOutput("/no/such/tool", {}), (ProcessOutput{-1, ""}));
+}
+
 TEST_F(ProcessRunnerTest, RunInstalledHelperPutsStandardOutputFirst) {
     EXPECT_EQ(runner.runInstalledHelper("/bin/sh", {"-c", kBothStreams}),
               (HelperResult{false, "out\nerr\n"}));

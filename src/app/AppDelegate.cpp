@@ -55,6 +55,20 @@ AppDelegate::AppDelegate(const platform::Platform& platform)
           need(platform.bundle, "bundle"), need(platform.fileSystem, "file system"), runner_,
           need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
           need(platform.log, "log"))),
+      lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),
+      lowDataMonitorQueue_(
+          need(platform.dispatch, "dispatch")
+              .makeSerialQueue("com.tarnby.parvelmac.lowDataMonitor", QualityOfService::Default)),
+      actuators_({runner_, *platform.fileSystem, *platform.bundle, need(platform.events, "events"),
+                  *platform.dispatch, *platform.presenter,
+                  need(platform.application, "application"),
+                  need(platform.appleScript, "AppleScript")}),
+      lowDataMode_({runner_, *platform.fileSystem, *lowDataPathMonitor_, *platform.dispatch,
+                    *platform.presenter, actuators_}),
+      systemModes_(
+          {settingsStore_, actuators_, lowDataMode_, quitNoWindowsDelay_, *platform.dispatch}),
+      batteryCare_({settingsStore_, runner_, *platform.fileSystem, *platform.dispatch,
+                    *platform.presenter, *platform.application, *platform.appleScript}),
       finderSupport_(
           {need(platform.appleScript, "AppleScript"), need(platform.accessibility, "accessibility"),
            need(platform.workspace, "workspace"), need(platform.processInfo, "process info")}),
@@ -71,16 +85,22 @@ AppDelegate::AppDelegate(const platform::Platform& platform)
                        *platform.workspace, *platform.application}),
       statusMenu_(settingsStore_, need(platform.bundle, "bundle"),
                   need(platform.presenter, "presenter")),
-      lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),
-      lowDataMonitorQueue_(
-          need(platform.dispatch, "dispatch")
-              .makeSerialQueue("com.tarnby.parvelmac.lowDataMonitor", QualityOfService::Default)),
-      systemModeQueue_(platform.dispatch->makeSerialQueue("com.tarnby.parvelmac.systemMode",
-                                                          QualityOfService::UserInitiated)),
       updateCheckQueue_(platform.dispatch->makeSerialQueue("com.tarnby.parvelmac.updateCheck",
                                                            QualityOfService::Utility)) {
     // The Ask AI action is offered to the system whether or not the features may start.
     need(platform.intents, "intents").registerIntent(askAI_.description());
+    wireSystemModes();
+}
+
+// What the modes and battery care impose on other controllers and on the menu, always on the
+// main queue.
+void AppDelegate::wireSystemModes() {
+    systemModes_.onDockPreviewMode = weakly([this](bool enabled, bool) {
+        dockPreviews_.setEnabled(enabled);
+        enabled ? dockPreviews_.start() : dockPreviews_.stop();
+    });
+    systemModes_.updateMenuStates = weakly([this] { statusMenu_.updateMenuStates(); });
+    batteryCare_.updateMenuStates = weakly([this] { statusMenu_.updateMenuStates(); });
 }
 
 AppDelegate::~AppDelegate() = default;
@@ -129,10 +149,11 @@ void AppDelegate::applicationDidFinishLaunching() {
     batteryCare_.resumeChargeFullOnceIfNeeded();
     batteryCare_.refreshPreserveBatteryHealthMonitor();
     batteryCare_.reapplyBatteryCareModeIfNeeded();
+    // Re-asserting a stored charge limit explains again why it cannot be applied here.
     if (!settingsStore_.boolValue(keys::preserveBatteryHealthEnabledKey) &&
         !settingsStore_.boolValue(keys::adapterOnlyModeEnabledKey) &&
         settingsStore_.boolValue(keys::chargeLimiterEnabledKey)) {
-        batteryCare_.setChargeLimiterEnabled(true);
+        (void)batteryCare_.setChargeLimiterEnabled(true);
     }
     if (!background) {
         installedComponents_->bootstrapDragInstalledComponentsIfNeeded();
@@ -150,7 +171,7 @@ void AppDelegate::unregisterLoginAgentAndQuit() {
 // The stored mode is re-applied off the main thread, a fresh baseline captured first in Normal.
 void AppDelegate::runStartupModeDecision(bool background) {
     platform_.dispatch->global(QualityOfService::Utility).async(weakly([this, background] {
-        if (settingsStore_.systemMode() == SystemMode::normal) {
+        if (systemModes_.currentSystemMode() == SystemMode::normal) {
             systemModes_.refreshSystemModeBaseline();
         }
         systemModes_.applySelectedSystemMode();
@@ -175,8 +196,9 @@ void AppDelegate::startMainUI(bool showWindow) {
     configureShortcutKeys("Launchpad");
     installShortcutCallbacks();
     keyboardRemap_.rules = loadKeyRemaps();
-    statusMenu_.setupMenuBar({.showSettings = weakly([this] { showSettings(); }),
-                              .quit = weakly([this] { platform_.application->terminate(); })});
+    statusMenu_.setupMenuBar(statusMenuActions());
+    lowDataMode_.setSwitch(statusMenu_.lowDataModeSwitch());
+    batteryCare_.setSwitch(statusMenu_.chargeLimiterSwitch());
     setupSettingsWindow();
     selectSettingsSection();
     permissionGate_.reset();
@@ -185,6 +207,23 @@ void AppDelegate::startMainUI(bool showWindow) {
     }
     platform_.dispatch->main().asyncAfter(kSettingsPushDelay,
                                           weakly([this] { applyPersistedRuntimeSettings(); }));
+}
+
+StatusMenuController::Actions AppDelegate::statusMenuActions() {
+    return {
+        .showSettings = weakly([this] { showSettings(); }),
+        .quit = weakly([this] { platform_.application->terminate(); }),
+        .selectSystemMode =
+            weakly([this](SystemMode mode) { systemModes_.switchSystemMode(mode); }),
+        .toggleDarkMode = weakly([this](bool) {
+            actuators_.toggleSystemDarkMode(statusMenu_.darkModeSwitch(),
+                                            weakly([this] { statusMenu_.updateMenuStates(); }));
+        }),
+        .toggleChargeLimiter =
+            weakly([this](bool requested) { batteryCare_.toggleChargeLimiterSwitch(requested); }),
+        .toggleLowDataMode =
+            weakly([this](bool requested) { lowDataMode_.toggleLowDataModeSwitch(requested); }),
+    };
 }
 
 void AppDelegate::configureShortcutKeys(std::string_view leftOptionFallback) {
@@ -301,7 +340,7 @@ void AppDelegate::applyPersistedRuntimeSettings() {
     clipboardHistory_.setEnabled(settingsStore_.boolValue(keys::clipboardHistoryEnabledKey));
 
     // Battery Saver keeps Dock previews off without touching the saved choice.
-    const bool previews = settingsStore_.systemMode() != SystemMode::batterySaver &&
+    const bool previews = systemModes_.currentSystemMode() != SystemMode::batterySaver &&
                           settingsStore_.boolValue(keys::dockWindowPreviewsEnabledKey);
     const auto applySwitch = [](FeatureController& controller, bool enabled) {
         controller.setEnabled(enabled);
@@ -314,7 +353,7 @@ void AppDelegate::applyPersistedRuntimeSettings() {
     keyboardRemap_.setEnabled(settingsStore_.boolValue(keys::keyboardRemapEnabledKey));
     applySwitch(quitOnLastWindow_,
                 settingsStore_.boolValue(keys::quitAppsWhenLastWindowClosesEnabledKey));
-    systemModes_.applyQuitNoWindowsMode(settingsStore_.systemMode());
+    systemModes_.applyQuitNoWindowsMode(systemModes_.currentSystemMode());
     settingsStore_.remove(keys::quickNewFolderContextEnabledKey);
     shortcuts_.clipboardEnabled = clipboardHistory_.isEnabled();
     shortcuts_.windowsDeleteEnabled = settingsStore_.boolValue(keys::windowsStyleDeleteEnabledKey);
@@ -353,13 +392,12 @@ void AppDelegate::applicationWillTerminate() {
     autoScroll_.stop();
     quitOnLastWindow_.stop();
     quitNoWindowsDelay_.stop();
-    normalBaselineTimer_.cancel();
+    systemModes_.invalidateNormalBaselineTimer();
     // A running Charge Full Once cycle ends here, so the charge limit is restored before exit.
     if (settingsStore_.boolValue(keys::chargeFullOnceActiveKey)) {
         batteryCare_.finishChargeFullOnce();
     }
-    chargeFullOnceTimer_.cancel();
-    preserveBatteryHealthTimer_.cancel();
+    batteryCare_.invalidateTimers();
     lowDataPathMonitor_->cancel();
 }
 

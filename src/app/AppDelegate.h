@@ -32,6 +32,7 @@
 #include "modes/BatteryCareController.h"
 #include "modes/LowDataModeController.h"
 #include "modes/SystemModeController.h"
+#include "modes/SystemSettingActuators.h"
 #include "platform/Application.h"
 #include "platform/NetworkPath.h"
 #include "platform/Platform.h"
@@ -83,6 +84,13 @@ class AppDelegate final : public platform::ApplicationDelegate {
     const AdvancedTaskSwitcherController& advancedTaskSwitcher() const {
         return advancedTaskSwitcher_;
     }
+    const QuitAppsNoWindowsDelayController& quitNoWindowsDelay() const {
+        return quitNoWindowsDelay_;
+    }
+    SystemModeController& systemModes() { return systemModes_; }
+    BatteryCareController& batteryCare() { return batteryCare_; }
+    LowDataModeController& lowDataMode() { return lowDataMode_; }
+    const StatusMenuController& statusMenu() const { return statusMenu_; }
 
   private:
     bool permissionsPresent() const;
@@ -95,6 +103,8 @@ class AppDelegate final : public platform::ApplicationDelegate {
     // Pastes the pending cut or copy into Finder's folder; failures in one alert.
     void pasteManagedItems();
     void performLeftOptionAction(const std::string& mode);
+    void wireSystemModes();
+    StatusMenuController::Actions statusMenuActions();
     void setupSettingsWindow();
     void selectSettingsSection();
     std::vector<KeyRemapRule> loadKeyRemaps() const;
@@ -112,9 +122,15 @@ class AppDelegate final : public platform::ApplicationDelegate {
     AskAIIntent askAI_;
     LoginAgent loginAgent_;
     std::shared_ptr<InstalledComponents> installedComponents_;
-    SystemModeController systemModes_;
-    BatteryCareController batteryCare_;
+    // The network path monitor and its queue come before Low Data Mode, which reads the path.
+    std::unique_ptr<platform::PathMonitor> lowDataPathMonitor_;
+    std::unique_ptr<platform::Queue> lowDataMonitorQueue_;
+    SystemSettingActuators actuators_;
     LowDataModeController lowDataMode_;
+    // Owns the system-mode queue, the baseline and Battery Saver's brightness guard.
+    SystemModeController systemModes_;
+    // Owns the Charge Full Once and Preserve Battery Health monitors and their state.
+    BatteryCareController batteryCare_;
     UpdateController updates_;
     ParvelAudioMixer audioMixer_;
     TrackpadDragManager trackpadDrag_;
@@ -140,18 +156,6 @@ class AppDelegate final : public platform::ApplicationDelegate {
 
     // The status item and its menu (its items and switches are the menu controller's).
     StatusMenuController statusMenu_;
-
-    // System-mode and power state.
-    std::unique_ptr<platform::PathMonitor> lowDataPathMonitor_;
-    std::unique_ptr<platform::Queue> lowDataMonitorQueue_;
-    platform::Scheduled normalBaselineTimer_;
-    platform::Scheduled batterySaverBrightnessGuardTimer_;
-    platform::Scheduled chargeFullOnceTimer_;
-    int chargeFullOnceStalledChecks_ = 0;
-    platform::Scheduled preserveBatteryHealthTimer_;
-    // Armed only after a reading on power or at 18 % or more (docs/decisions.md).
-    bool preserveBatterySleepArmed_ = false;
-    std::unique_ptr<platform::Queue> systemModeQueue_;
 
     // Update check, windows and life cycle.
     std::unique_ptr<platform::Queue> updateCheckQueue_;

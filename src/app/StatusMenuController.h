@@ -38,6 +38,10 @@ class StatusMenuController {
     void updateMenuStates();
 
     const ui::StatusItemPtr& statusItem() const { return statusItem_; }
+    // The switches embedded in the menu, for the features that keep them in step.
+    const ui::ViewPtr& darkModeSwitch() const { return darkModeSwitch_; }
+    const ui::ViewPtr& chargeLimiterSwitch() const { return chargeLimiterSwitch_; }
+    const ui::ViewPtr& lowDataModeSwitch() const { return lowDataModeSwitch_; }
 
   private:
     ui::MenuItemPtr item(std::string identifier, std::string title, std::function<void()> action,

@@ -1,25 +1,83 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
+#include "app/SettingsStore.h"
+#include "base/Lifetime.h"
+#include "modes/LowDataModeController.h"
 #include "modes/SystemMode.h"
+#include "modes/SystemModeBaseline.h"
+#include "modes/SystemSettingActuators.h"
+#include "platform/Dispatch.h"
+#include "windows/QuitAppsNoWindowsDelayController.h"
 
 namespace parvel {
 
-// The three system modes: applying the stored one, the baseline of system settings captured
-// while in Normal, and the quit-after-delay time each mode imposes.
-// Until its feature is built it only keeps the state it is given.
+// The three system modes: the stored selection, the switch between them, and the job that
+// applies a mode's table of system settings on the system-mode queue. Leaving Normal captures
+// the baseline first; returning to Normal restores it. Only the newest selection is applied: a
+// job that finds the stored mode changed stops.
 class SystemModeController {
   public:
-    // Re-applies the stored mode (on the utility queue at launch).
-    void applySelectedSystemMode() {}
-    // Records the current system settings as the baseline to restore on return to Normal.
-    void refreshSystemModeBaseline() {}
-    // Battery Saver quits windowless apps after 1 minute, Performance never, Normal as chosen.
-    void applyQuitNoWindowsMode(SystemMode mode) { quitNoWindowsMode_ = mode; }
-    // Ends Battery Saver's display-brightness guard.
-    void stopBatterySaverBrightnessGuard() {}
+    struct Services {
+        SettingsStore& settings;
+        SystemSettingActuators& actuators;
+        LowDataModeController& lowDataMode;
+        QuitAppsNoWindowsDelayController& quitNoWindowsDelay;
+        platform::Dispatch& dispatch;
+    };
+
+    explicit SystemModeController(Services services);
+    // Lets a running job finish before the baseline and the rest go away.
+    ~SystemModeController();
+    SystemModeController(const SystemModeController&) = delete;
+    SystemModeController& operator=(const SystemModeController&) = delete;
+
+    // What the modes impose on the interface, called on the main queue.
+    // Dock previews on or off, and whether the settings switch may be changed.
+    std::function<void(bool enabled, bool switchEnabled)> onDockPreviewMode;
+    // The quit-after-delay time in force, and whether the settings pop-up may be changed.
+    std::function<void(int minutes, bool popUpEnabled)> onQuitNoWindowsMode;
+    std::function<void()> updateMenuStates;
+
+    // The stored mode, re-read every time: the single source of truth.
+    SystemMode currentSystemMode() const;
+    // The user picked a mode (main thread).
+    void switchSystemMode(SystemMode mode);
+    void applySystemMode(SystemMode mode);
+    void applySelectedSystemMode();
+    void applyDockPreviewMode(SystemMode mode);
+    void applyQuitNoWindowsMode(SystemMode mode);
+
+    // The settings window's Dock previews switch and quit-after-delay pop-up: outside Normal
+    // the mode's own value wins and the user's stored choice is kept.
+    void dockPreviewsSwitchChanged(bool enabled);
+    void quitNoWindowsDelayChosen(int minutes);
+
+    void refreshSystemModeBaseline() { baseline_.refreshSystemModeBaseline(); }
+    void stopBatterySaverBrightnessGuard() { baseline_.stopBatterySaverBrightnessGuard(); }
+    // Cancels the leftover Normal re-capture timer (shutdown).
+    void invalidateNormalBaselineTimer() { normalBaselineTimer_.cancel(); }
+    const SystemModeBaseline& baseline() const { return baseline_; }
+    platform::Queue& systemModeQueue() { return *systemModeQueue_; }
 
   private:
-    SystemMode quitNoWindowsMode_ = SystemMode::normal;
+    // No periodic re-capture exists: the baseline is taken only when Normal is left and at
+    // launch in Normal. Starting or stopping the monitoring only clears a leftover timer.
+    void clearNormalBaselineMonitoring();
+    void runModeJob(SystemMode mode);
+    void runNormalJob();
+    void runBatterySaverJob();
+    void runPerformanceJob();
+    void applyAnimationsDisabled(bool performance);
+    bool stillIn(SystemMode mode) const { return currentSystemMode() == mode; }
+
+    Services services_;
+    std::unique_ptr<platform::Queue> systemModeQueue_;
+    SystemModeBaseline baseline_;
+    platform::Scheduled normalBaselineTimer_;
+    Lifetime lifetime_;
 };
 
 }  // namespace parvel

@@ -6,7 +6,9 @@
 #include "app/AppDelegate.h"
 #include "app/SettingsKeys.h"
 #include "app/SettingsStore.h"
+#include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimApplication.h"
+#include "platform/sim/SimBundle.h"
 #include "platform/sim/SimEvents.h"
 #include "platform/sim/SimPasteboard.h"
 #include "platform/sim/SimPresenter.h"
@@ -14,6 +16,8 @@
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/world/Applications.h"
 #include "platform/sim/world/Finder.h"
+#include "platform/sim/world/Hardware.h"
+#include "platform/sim/world/Power.h"
 
 namespace parvel {
 namespace {
@@ -84,6 +88,59 @@ TEST_F(AppDelegateTest, BatterySaverKeepsDockPreviewsOffWithoutChangingTheChoice
         mac.endProgramProcess();
         mac.startNewProgramProcess();
     }
+}
+
+TEST_F(AppDelegateTest, TheStoredModeDecidesWhetherLaunchRecordsANewBaseline) {
+    sim::ProgramBundle(mac.files(), mac.trace()).installHelpers(mac.bundle().bundlePath());
+    const struct {
+        const char* mode;
+        double baseline;    // the recorded display brightness after launch
+        double brightness;  // the display after the mode was applied
+    } cases[] = {
+        {"Performance", 0.25, 1.0}, {"Battery Saver", 0.25, 0.5}, {"Normal", 0.625, 0.625}};
+    for (const auto& [mode, baseline, brightness] : cases) {
+        SCOPED_TRACE(mode);
+        mac.hardware().setDisplayBrightness(0.625);
+        store(keys::systemModeDefaultsKey, std::string(mode));
+        settings.set(keys::systemModeBaselineCapturedKey, true);
+        settings.set(keys::systemModeBaselineDisplayBrightnessKey, 0.25);
+        launch();
+        mac.dispatch().advance(platform::seconds(5));
+        EXPECT_DOUBLE_EQ(settings.doubleValue(keys::systemModeBaselineDisplayBrightnessKey),
+                         baseline);
+        EXPECT_DOUBLE_EQ(mac.hardware().displayBrightness(), brightness);
+        EXPECT_EQ(settings.string(keys::systemModeDefaultsKey), mode);
+        mac.dispatch().main().async([this] { mac.application().terminate(); });
+        mac.dispatch().runDue();
+        delegate.reset();
+        mac.endProgramProcess();
+        mac.startNewProgramProcess();
+    }
+}
+
+TEST_F(AppDelegateTest, QuittingEndsAChargeFullOnceCycle) {
+    sim::ProgramBundle(mac.files(), mac.trace()).installHelpers(mac.bundle().bundlePath());
+    mac.power().setChargeControlSupported(true);
+    mac.power().setBattery(60, sim::PowerSource::Adapter, sim::BatteryStatus::Charging);
+    store(keys::chargeFullOnceActiveKey, true);
+    settings.set(keys::chargeFullOnceStartedAtKey,
+                 std::chrono::duration<double>(mac.dispatch().now().time_since_epoch()).count());
+    settings.set(keys::chargeLimiterEnabledKey, true);
+    settings.set(keys::chargeLimiterPercentKey, 80);
+    launch();
+    // Re-asserting the stored limit explains that it cannot be applied on this Mac.
+    ASSERT_TRUE(mac.presenter().currentAlert());
+    EXPECT_EQ(mac.presenter().currentAlert()->messageText, "Battery Charge Limit");
+    mac.presenter().answerAlert("OK");
+    mac.dispatch().advance(platform::seconds(1));
+    ASSERT_TRUE(settings.boolValue(keys::chargeFullOnceActiveKey))
+        << "the cycle runs while charging";
+
+    mac.dispatch().main().async([this] { mac.application().terminate(); });
+    mac.dispatch().runDue();
+    EXPECT_FALSE(settings.boolValue(keys::chargeFullOnceActiveKey));
+    EXPECT_FALSE(settings.contains(keys::chargeFullOnceStartedAtKey));
+    EXPECT_EQ(mac.power().chargeLimit(), 77);
 }
 
 TEST_F(AppDelegateTest, UnreadableLeftOptionModeFallsBackDifferentlyAtStartAndOnReapplying) {

@@ -103,7 +103,11 @@ void AppDelegate::wireSystemModes() {
     batteryCare_.updateMenuStates = weakly([this] { statusMenu_.updateMenuStates(); });
 }
 
-AppDelegate::~AppDelegate() = default;
+// The mode jobs use controllers declared after the mode controller, so they end first.
+AppDelegate::~AppDelegate() {
+    lifetime_.end();
+    systemModes_.finishJobs();
+}
 
 bool AppDelegate::permissionsPresent() const {
     return platform_.accessibility->isProcessTrusted() &&

@@ -84,13 +84,6 @@ class AppDelegate final : public platform::ApplicationDelegate {
     const AdvancedTaskSwitcherController& advancedTaskSwitcher() const {
         return advancedTaskSwitcher_;
     }
-    const QuitAppsNoWindowsDelayController& quitNoWindowsDelay() const {
-        return quitNoWindowsDelay_;
-    }
-    SystemModeController& systemModes() { return systemModes_; }
-    BatteryCareController& batteryCare() { return batteryCare_; }
-    LowDataModeController& lowDataMode() { return lowDataMode_; }
-    const StatusMenuController& statusMenu() const { return statusMenu_; }
 
   private:
     bool permissionsPresent() const;

@@ -43,7 +43,7 @@ SystemModeController::SystemModeController(Services services)
       baseline_({services.settings, services.actuators, services.lowDataMode, services.dispatch,
                  *systemModeQueue_}) {}
 
-SystemModeController::~SystemModeController() {
+void SystemModeController::finishJobs() {
     lifetime_.end();
     systemModeQueue_.reset();
 }

@@ -29,8 +29,7 @@ class SystemModeController {
     };
 
     explicit SystemModeController(Services services);
-    // Lets a running job finish before the baseline and the rest go away.
-    ~SystemModeController();
+    ~SystemModeController() { finishJobs(); }
     SystemModeController(const SystemModeController&) = delete;
     SystemModeController& operator=(const SystemModeController&) = delete;
 
@@ -60,7 +59,9 @@ class SystemModeController {
     // Cancels the leftover Normal re-capture timer (shutdown).
     void invalidateNormalBaselineTimer() { normalBaselineTimer_.cancel(); }
     const SystemModeBaseline& baseline() const { return baseline_; }
-    platform::Queue& systemModeQueue() { return *systemModeQueue_; }
+    // Lets a running job finish and drops the pending ones, for good: called before what the
+    // jobs use goes away.
+    void finishJobs();
 
   private:
     // No periodic re-capture exists: the baseline is taken only when Normal is left and at

@@ -47,7 +47,7 @@ bool LowDataModeController::setLowDataModeForCurrentNetwork(bool on, bool showEr
     }
     if (const auto failure = runHelper(on)) {
         if (showError) {
-            this->showError(*failure);
+            showFailure(*failure);
         }
         return false;
     }
@@ -66,7 +66,7 @@ void LowDataModeController::toggleLowDataModeSwitch(bool requested) {
         switch_->isOn = failure ? !requested : requested;
         switch_->enabled = true;
         if (failure) {
-            showError(*failure);
+            showFailure(*failure);
         }
     }));
 }
@@ -83,7 +83,7 @@ std::optional<std::string> LowDataModeController::runHelper(bool on) const {
     return std::string(output.empty() ? kChangeFailed : output);
 }
 
-void LowDataModeController::showError(std::string text) {
+void LowDataModeController::showFailure(std::string text) {
     services_.actuators.showAlert(std::string(kAlertTitle), std::move(text));
 }
 

@@ -50,7 +50,7 @@ class LowDataModeController {
   private:
     // Runs the helper; the failure text to show, or nothing on success.
     std::optional<std::string> runHelper(bool on) const;
-    void showError(std::string text);
+    void showFailure(std::string text);
     void setSwitchFromMain(bool on);
 
     Services services_;

@@ -197,6 +197,24 @@ TEST_F(VirtualDispatchTest, AnExceptionEscapingWorkReachesTheTest) {
     EXPECT_EQ(trace, (std::vector<std::string>{"after@0"})) << "the rest of the schedule still ran";
 }
 
+TEST_F(VirtualDispatchTest, DestroyingAQueueLetsItsBlockedWorkFinishFirst) {
+    auto queue = serial();
+    queue->async([&] {
+        note("job starts");
+        dispatch.sleep(seconds(0.7));
+        note("job ends");
+    });
+    queue->asyncAfter(seconds(5), [&] { note("dropped"); });
+    dispatch.runDue();
+    // The owner goes away on the main queue while the job sleeps.
+    dispatch.main().async([&] {
+        queue.reset();
+        note("queue gone");
+    });
+    dispatch.advance(seconds(10));
+    EXPECT_EQ(trace, (std::vector<std::string>{"job starts@0", "job ends@700", "queue gone@700"}));
+}
+
 TEST_F(VirtualDispatchTest, ShutdownUnwindsBlockedWork) {
     struct Unwound {
         bool& flag;

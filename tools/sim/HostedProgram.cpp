@@ -15,6 +15,14 @@
 
 namespace parvel::scenario {
 
+namespace {
+
+// How quitting lets virtual time pass while the process's objects are still going away.
+constexpr platform::Duration kEndingStep = platform::seconds(0.05);
+constexpr int kEndingSteps = 200;
+
+}  // namespace
+
 HostedProgram::HostedProgram(sim::SimulatedMac& mac) : mac_(mac) {
     mac_.systemTools().onOpenApplication(
         [this](const sim::OpenRequest& request) { return openRequested(request); });
@@ -30,9 +38,14 @@ void HostedProgram::launch(const std::vector<std::string>& arguments) {
     mac_.dispatch().runDue();
 }
 
+// Ending the process waits for work still running on its queues (a mode job in a timed wait,
+// say), as joining their threads would; virtual time moves on until it has ended.
 void HostedProgram::quit() {
     mac_.dispatch().main().async([this] { mac_.application().terminate(); });
     mac_.dispatch().runDue();
+    for (int step = 0; ending_ && step < kEndingSteps; ++step) {
+        mac_.dispatch().advance(kEndingStep);
+    }
 }
 
 void HostedProgram::reopen() {
@@ -56,7 +69,9 @@ void HostedProgram::startProcess(const std::vector<std::string>& arguments) {
 }
 
 void HostedProgram::endProcess() {
+    ending_ = true;
     root_.reset();
+    ending_ = false;
     mac_.endProgramProcess();
     mac_.trace().record("program", "ParvelMac's process ended");
 }

@@ -29,7 +29,8 @@ class HostedProgram final : public ProgramHost {
     void launch(const std::vector<std::string>& arguments) override;
     void quit() override;
     void reopen() override;
-    bool isRunning() const override { return root_ != nullptr; }
+    // A process whose objects are still being destroyed counts as running.
+    bool isRunning() const override { return root_ != nullptr || ending_; }
 
     // How many processes of the program have started.
     int launches() const { return launches_; }
@@ -42,6 +43,7 @@ class HostedProgram final : public ProgramHost {
     sim::SimulatedMac& mac_;
     std::unique_ptr<CompositionRoot> root_;
     int launches_ = 0;
+    bool ending_ = false;
 };
 
 }  // namespace parvel::scenario

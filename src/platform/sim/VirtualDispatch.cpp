@@ -182,6 +182,7 @@ void VirtualDispatch::Impl::schedule(const std::shared_ptr<QueueState>& queue, D
 
 void VirtualDispatch::Impl::retire(const std::shared_ptr<QueueState>& queue) {
     std::vector<Event> dropped;
+    bool workInProgress = false;
     {
         std::scoped_lock lock(mutex);
         queue->alive = false;
@@ -192,6 +193,19 @@ void VirtualDispatch::Impl::retire(const std::shared_ptr<QueueState>& queue) {
             } else {
                 ++it;
             }
+        }
+        workInProgress = queue->busy && !shuttingDown && self().runningQueue != queue.get();
+    }
+    // Work in progress finishes first, as a real queue's thread is joined: a work item blocked in
+    // a sleep must not wake to find what it uses destroyed. Virtual time goes on meanwhile.
+    if (workInProgress) {
+        try {
+            nestedLoop([this, queue] {
+                std::scoped_lock lock(mutex);
+                return !queue->busy;
+            });
+        } catch (const Abandoned&) {
+            // The dispatcher is shutting down: the blocked work is being unwound instead.
         }
     }
 }

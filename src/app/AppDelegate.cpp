@@ -174,11 +174,7 @@ void AppDelegate::unregisterLoginAgentAndQuit() {
 
 // The stored mode is re-applied off the main thread, a fresh baseline captured first in Normal.
 void AppDelegate::runStartupModeDecision(bool background) {
-    platform_.dispatch->global(QualityOfService::Utility).async(weakly([this, background] {
-        if (systemModes_.currentSystemMode() == SystemMode::normal) {
-            systemModes_.refreshSystemModeBaseline();
-        }
-        systemModes_.applySelectedSystemMode();
+    systemModes_.applyStoredModeAtLaunch(weakly([this, background] {
         if (!background) {
             loginAgent_.configureStartAtLoginIfNeeded();
         }

@@ -44,6 +44,7 @@ SystemModeController::SystemModeController(Services services)
                  *systemModeQueue_}) {}
 
 void SystemModeController::finishJobs() {
+    finishing_.store(true);
     lifetime_.end();
     systemModeQueue_.reset();
 }
@@ -81,11 +82,26 @@ void SystemModeController::applySystemMode(SystemMode mode) {
         !services_.settings.boolValue(keys::systemModeBaselineCapturedKey)) {
         baseline_.refreshSystemModeBaseline();
     }
-    systemModeQueue_->async(lifetime_.guard([this, mode] { runModeJob(mode); }));
+    // The launch work calls this from the queue itself, possibly while the jobs are finishing.
+    if (!finishing_.load()) {
+        systemModeQueue_->async(lifetime_.guard([this, mode] { runModeJob(mode); }));
+    }
 }
 
 void SystemModeController::applySelectedSystemMode() {
     applySystemMode(currentSystemMode());
+}
+
+// The system-mode queue rather than a global one, so that quitting waits for this work as it
+// waits for a mode job, and it never runs once the controllers it uses are gone.
+void SystemModeController::applyStoredModeAtLaunch(std::function<void()> then) {
+    systemModeQueue_->async(lifetime_.guard([this, then = std::move(then)] {
+        if (currentSystemMode() == SystemMode::normal) {
+            baseline_.refreshSystemModeBaseline();
+        }
+        applySelectedSystemMode();
+        then();
+    }));
 }
 
 void SystemModeController::clearNormalBaselineMonitoring() {

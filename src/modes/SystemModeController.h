@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -46,6 +47,9 @@ class SystemModeController {
     void switchSystemMode(SystemMode mode);
     void applySystemMode(SystemMode mode);
     void applySelectedSystemMode();
+    // At launch, off the main thread: a fresh baseline first when the stored mode is Normal, then
+    // the stored mode; `then` runs afterwards on the same queue.
+    void applyStoredModeAtLaunch(std::function<void()> then);
     void applyDockPreviewMode(SystemMode mode);
     void applyQuitNoWindowsMode(SystemMode mode);
 
@@ -78,6 +82,7 @@ class SystemModeController {
     std::unique_ptr<platform::Queue> systemModeQueue_;
     SystemModeBaseline baseline_;
     platform::Scheduled normalBaselineTimer_;
+    std::atomic<bool> finishing_{false};
     Lifetime lifetime_;
 };
 

@@ -177,8 +177,9 @@ void BatteryCareController::toggleChargeLimiterSwitch(bool requested) {
     }));
 }
 
-void BatteryCareController::requestChargeFullOnce() {
+void BatteryCareController::requestChargeFullOnce(std::function<void(std::string)> showStatus) {
     showIntelOnlyError();
+    readBatteryStatus(std::move(showStatus));
 }
 
 void BatteryCareController::refreshPreserveBatteryHealthMonitor() {

@@ -61,8 +61,9 @@ class BatteryCareController {
     bool setAdapterOnlyModeEnabled(bool enabled);
     // The status menu's switch was flipped to `requested`.
     void toggleChargeLimiterSwitch(bool requested);
-    // The settings window's Charge Full Once button: never starts a cycle on this hardware.
-    void requestChargeFullOnce();
+    // The settings window's Charge Full Once button: never starts a cycle on this hardware, only
+    // explains and hands the battery's status line to `showStatus` afterwards.
+    void requestChargeFullOnce(std::function<void(std::string)> showStatus);
 
     void refreshPreserveBatteryHealthMonitor();
     void checkPreserveBatteryHealthState();

@@ -35,12 +35,12 @@ std::optional<std::string_view> firstPercentText(std::string_view line) {
     return std::nullopt;
 }
 
-int percentageIn(std::string_view line) {
+std::int64_t percentageIn(std::string_view line) {
     const auto text = firstPercentText(line);
     if (!text) {
         return 0;
     }
-    int value = 0;
+    std::int64_t value = 0;
     const auto digits = text->substr(0, text->size() - 1);
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
     return error == std::errc{} ? value : 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -7,7 +8,7 @@ namespace parvel {
 
 // The battery's state as `pmset -g batt` reports it.
 struct BatterySnapshot {
-    int percentage = 0;  // 0 when unknown
+    std::int64_t percentage = 0;  // 0 when unknown; pmset's text is not held to 100
     bool onExternalPower = false;
     bool isNotCharging = false;  // connected, but the battery is held (by a limit, for example)
     bool isFullyCharged = false;

@@ -88,6 +88,32 @@ TEST_F(BatteryCareControllerTest, TheSwitchesExplainAndStayOffOnThisMac) {
     });
     EXPECT_EQ(answerAlert(), "");
     EXPECT_FALSE(settings.boolValue(keys::adapterOnlyModeEnabledKey));
+
+    settings.set(keys::preserveBatteryHealthEnabledKey, false);
+    settings.set(keys::adapterOnlyModeEnabledKey, true);
+    onMain([this] { EXPECT_FALSE(batteryCare.setAdapterOnlyModeEnabled(false)); });
+    EXPECT_EQ(answerAlert(), kIntelOnly);
+    EXPECT_TRUE(settings.boolValue(keys::adapterOnlyModeEnabledKey));
+}
+
+TEST_F(BatteryCareControllerTest, TheBaselineIsTakenOnceAndOnlyWhileTheOtherModeIsOff) {
+    settings.set(keys::chargeLimiterEnabledKey, true);
+    settings.set(keys::chargeLimiterPercentKey, 87);
+    settings.set(keys::adapterOnlyModeEnabledKey, true);
+    onMain([this] { batteryCare.setPreserveBatteryHealthEnabled(true); });
+    EXPECT_EQ(answerAlert(), kIntelOnly);
+    EXPECT_FALSE(settings.contains(keys::batteryCareBaselineCapturedKey));
+
+    settings.set(keys::adapterOnlyModeEnabledKey, false);
+    onMain([this] { batteryCare.setAdapterOnlyModeEnabled(true); });
+    EXPECT_EQ(answerAlert(), kIntelOnly);
+    EXPECT_TRUE(settings.boolValue(keys::batteryCareBaselineLimiterEnabledKey));
+    EXPECT_EQ(settings.integer(keys::batteryCareBaselineLimitPercentKey), 85);
+
+    settings.set(keys::chargeLimiterPercentKey, 60);
+    onMain([this] { batteryCare.setAdapterOnlyModeEnabled(true); });
+    EXPECT_EQ(answerAlert(), kIntelOnly);
+    EXPECT_EQ(settings.integer(keys::batteryCareBaselineLimitPercentKey), 85) << "taken once";
 }
 
 TEST_F(BatteryCareControllerTest, WithoutABaselineTheModesCanBeTurnedOff) {
@@ -181,23 +207,46 @@ TEST_F(BatteryCareControllerTest, ChargeFullOnceEndsOnFullChargeOrUnpluggingOrAf
         PowerSource source;
         BatteryStatus status;
         double waitBefore;
+        int limit;
+        int restored;  // what the helper is told
     };
     const Case cases[] = {
-        {"unplugged", 70, PowerSource::Battery, BatteryStatus::Discharging, 0},
-        {"full", 100, PowerSource::Adapter, BatteryStatus::Charged, 0},
-        {"a day", 70, PowerSource::Adapter, BatteryStatus::Charging, 86400},
+        {"unplugged", 70, PowerSource::Battery, BatteryStatus::Discharging, 0, 80, 77},
+        {"full", 100, PowerSource::Adapter, BatteryStatus::Charged, 0, 90, 87},
+        {"a day", 70, PowerSource::Adapter, BatteryStatus::Charging, 86400, 70, 67},
     };
     mac.power().setChargeControlSupported(true);
-    for (const auto& [name, percent, source, status, waitBefore] : cases) {
+    for (const auto& [name, percent, source, status, waitBefore, limit, restored] : cases) {
         mac.power().setBattery(50, PowerSource::Adapter, BatteryStatus::Charging);
-        startChargeFullOnce(100);
+        startChargeFullOnce(limit);
         batteryCare.startChargeFullOnceMonitor();
         advance(waitBefore);
-        EXPECT_EQ(cycleActive(), waitBefore == 0) << name;
         check(percent, source, status);
         EXPECT_FALSE(cycleActive()) << name;
-        EXPECT_EQ(mac.power().chargeLimit(), 100) << name;
+        EXPECT_EQ(mac.power().chargeLimit(), restored) << name;
     }
+}
+
+TEST_F(BatteryCareControllerTest, TheHelperIsToldTheLimitTheUserSeesLessThree) {
+    mac.power().setChargeControlSupported(true);
+    const std::tuple<int, bool, int> cases[] = {
+        // percent, as the displayed limit, what the helper sets
+        {80, true, 77},  {50, true, 50},    {100, true, 100}, {52, true, 50},
+        {30, false, 50}, {120, false, 100}, {77, false, 77},
+    };
+    for (const auto& [percent, displayed, set] : cases) {
+        EXPECT_TRUE(batteryCare.applyChargeLimitPrivileged(percent, displayed)) << percent;
+        EXPECT_EQ(mac.power().chargeLimit(), set) << percent;
+    }
+}
+
+TEST_F(BatteryCareControllerTest, ChargeFullOnceButtonExplainsThenShowsTheBattery) {
+    std::string status;
+    onMain([&] { batteryCare.requestChargeFullOnce([&](std::string line) { status = line; }); });
+    EXPECT_EQ(answerAlert(), kIntelOnly);
+    advance(0.1);
+    EXPECT_EQ(status, "Battery: 85% \u2022 Charging");
+    EXPECT_FALSE(cycleActive());
 }
 
 TEST_F(BatteryCareControllerTest, AFailedRestoreKeepsTheCycleForTheNextCheck) {

@@ -36,7 +36,8 @@ TEST(BatterySnapshotTest, ReadsSourceFromTheFirstLineAndTheBatteryFromTheLast) {
         {"NOW DRAWING FROM 'AC POWER'\n\n -InternalBattery-0\t55%; CHARGING\n\n",
          {55, true, false, false}},
         {output(kOnAdapter, "no percentage here"), {0, true, false, false}},
-        {output(kOnAdapter, "99999999999999%; charging"), {0, true, false, false}},
+        {output(kOnAdapter, "99999999999999%; charging"), {99999999999999, true, false, true}},
+        {output(kOnAdapter, "99999999999999999999%; charging"), {0, true, false, false}},
         {"", {}},
         {"garbage", {0, false, false, false}},
     };

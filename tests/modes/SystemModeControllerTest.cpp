@@ -29,6 +29,7 @@ TEST_F(SystemModeControllerTest, ChoosingTheActiveModeOnlyRefreshesTheMenu) {
 TEST_F(SystemModeControllerTest, BatterySaverAppliesItsWholeTable) {
     settings.set(keys::quitAppsNoWindowsDelayMinutesKey, 0);
     settings.set(keys::dockWindowPreviewsEnabledKey, true);
+    mac.defaults().set("NSGlobalDomain", "NSAppSleepDisabled", true);
     switchTo(SystemMode::batterySaver);
 
     EXPECT_EQ(settings.string(keys::systemModeDefaultsKey), "Battery Saver");
@@ -183,6 +184,10 @@ TEST_F(SystemModeControllerTest, AnUnreadableBrightnessKeepsTheEarlierRecord) {
     EXPECT_DOUBLE_EQ(storedDouble(keys::systemModeBaselineDisplayBrightnessKey), 0.75);
     EXPECT_FALSE(settings.boolValue(keys::systemModeBaselineBluetoothCapturedKey));
     EXPECT_FALSE(settings.contains(keys::systemModeBaselineBluetoothKey));
+
+    // Without the helper the recorded level comes back through the brightness keys.
+    switchTo(SystemMode::normal);
+    EXPECT_DOUBLE_EQ(mac.hardware().displayBrightness(), 0.75);
 }
 
 TEST_F(SystemModeControllerTest, SettingsChangedOutsideNormalKeepTheUsersChoice) {

@@ -392,7 +392,7 @@ void AppDelegate::applicationWillTerminate() {
     autoScroll_.stop();
     quitOnLastWindow_.stop();
     quitNoWindowsDelay_.stop();
-    systemModes_.invalidateNormalBaselineTimer();
+    // No Normal re-capture timer exists to stop: the baseline is recorded only at fixed moments.
     // A running Charge Full Once cycle ends here, so the charge limit is restored before exit.
     if (settingsStore_.boolValue(keys::chargeFullOnceActiveKey)) {
         batteryCare_.finishChargeFullOnce();

@@ -64,7 +64,6 @@ void SystemModeController::switchSystemMode(SystemMode mode) {
     // The baseline is what Normal looked like, so it is taken before anything changes, and not
     // again when moving between Battery Saver and Performance.
     if (old == SystemMode::normal) {
-        clearNormalBaselineMonitoring();
         baseline_.refreshSystemModeBaseline();
         services_.settings.flush();
     }
@@ -76,8 +75,9 @@ void SystemModeController::switchSystemMode(SystemMode mode) {
     }
 }
 
+// No periodic re-capture runs in Normal: the baseline is taken only when Normal is left, at
+// launch in Normal, and here when none was ever taken.
 void SystemModeController::applySystemMode(SystemMode mode) {
-    clearNormalBaselineMonitoring();
     if (mode != SystemMode::normal &&
         !services_.settings.boolValue(keys::systemModeBaselineCapturedKey)) {
         baseline_.refreshSystemModeBaseline();
@@ -102,10 +102,6 @@ void SystemModeController::applyStoredModeAtLaunch(std::function<void()> then) {
         applySelectedSystemMode();
         then();
     }));
-}
-
-void SystemModeController::clearNormalBaselineMonitoring() {
-    services_.dispatch.main().async(lifetime_.guard([this] { normalBaselineTimer_.cancel(); }));
 }
 
 void SystemModeController::runModeJob(SystemMode mode) {

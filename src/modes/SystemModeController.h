@@ -58,19 +58,13 @@ class SystemModeController {
     void dockPreviewsSwitchChanged(bool enabled);
     void quitNoWindowsDelayChosen(int minutes);
 
-    void refreshSystemModeBaseline() { baseline_.refreshSystemModeBaseline(); }
     void stopBatterySaverBrightnessGuard() { baseline_.stopBatterySaverBrightnessGuard(); }
-    // Cancels the leftover Normal re-capture timer (shutdown).
-    void invalidateNormalBaselineTimer() { normalBaselineTimer_.cancel(); }
     const SystemModeBaseline& baseline() const { return baseline_; }
     // Lets a running job finish and drops the pending ones, for good: called before what the
     // jobs use goes away.
     void finishJobs();
 
   private:
-    // No periodic re-capture exists: the baseline is taken only when Normal is left and at
-    // launch in Normal. Starting or stopping the monitoring only clears a leftover timer.
-    void clearNormalBaselineMonitoring();
     void runModeJob(SystemMode mode);
     void runNormalJob();
     void runBatterySaverJob();
@@ -81,7 +75,6 @@ class SystemModeController {
     Services services_;
     std::unique_ptr<platform::Queue> systemModeQueue_;
     SystemModeBaseline baseline_;
-    platform::Scheduled normalBaselineTimer_;
     std::atomic<bool> finishing_{false};
     Lifetime lifetime_;
 };

@@ -141,6 +141,27 @@ TEST_F(SystemModeControllerTest, NormalDoesNotRestoreBrightnessOnceAnotherModeWa
     EXPECT_DOUBLE_EQ(mac.hardware().displayBrightness(), 1.0);
 }
 
+TEST_F(SystemModeControllerTest, TheKeyboardLevelIsSetAgainWhileNormalLasts) {
+    const std::string restoreKeyboard = modeHelper() + " keyboard-set 0.500";
+    const std::pair<double, long> cases[] = {
+        // seconds until Performance is chosen (0: never), keyboard restores seen
+        {0, 3},  // once by the job, then 0.8 s and 2.0 s later
+        {1.0, 1},
+    };
+    for (const auto& [untilPerformance, restores] : cases) {
+        switchTo(SystemMode::batterySaver);
+        takeInvocations();
+        modes.switchSystemMode(SystemMode::normal);
+        if (untilPerformance > 0) {
+            advance(untilPerformance);
+            modes.switchSystemMode(SystemMode::performance);
+        }
+        advance(5);
+        EXPECT_EQ(std::ranges::count(takeInvocations(), restoreKeyboard), restores)
+            << untilPerformance;
+    }
+}
+
 TEST_F(SystemModeControllerTest, BrightnessGuardToleratesSmallDrift) {
     switchTo(SystemMode::batterySaver);
     mac.hardware().setDisplayBrightness(0.53);

@@ -8,6 +8,8 @@
 
 #include <curl/curl.h>
 
+#include "base/Text.h"
+
 namespace parvel::posix {
 
 namespace url_error = platform::url_error;
@@ -84,15 +86,6 @@ bool isSafeHeaderText(std::string_view text) {
     return std::ranges::none_of(text, [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
 }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 // What the callbacks fill in while the transfer runs.
 struct Reception {
     platform::HttpHeaders headers;
@@ -111,8 +104,8 @@ std::size_t receiveHeader(char* data, std::size_t size, std::size_t count, void*
     if (line.starts_with("HTTP/")) {
         reception.headers.clear();
     } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
-        reception.headers.emplace_back(std::string(trimmed(line.substr(0, colon))),
-                                       std::string(trimmed(line.substr(colon + 1))));
+        reception.headers.emplace_back(std::string(trimmedWhitespace(line.substr(0, colon))),
+                                       std::string(trimmedWhitespace(line.substr(colon + 1))));
     }
     return size * count;
 }
@@ -125,7 +118,7 @@ Result<HeaderList> headerList(const platform::HttpHeaders& headers) {
                 urlError(url_error::kBadURL, "The request has an invalid header."));
         }
         // libcurl drops "Name:" with nothing but blanks after it; "Name;" sends it empty.
-        const auto line = trimmed(value).empty() ? name + ";" : name + ": " + value;
+        const auto line = trimmedWhitespace(value).empty() ? name + ";" : name + ": " + value;
         // Appending keeps the head of a non-empty list, so only the first append changes owner.
         curl_slist* head = curl_slist_append(list.get(), line.c_str());
         if (head == nullptr) {

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "base/Text.h"
 #include "platform/sim/tools/DefaultsFormat.h"
 #include "platform/sim/tools/ToolResults.h"
 
@@ -49,16 +50,8 @@ const std::set<std::string_view> kFalseWords = {"false", "no", "0"};
 
 using Parsed = std::expected<PlistValue, std::string>;
 
-std::string lowercased(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](unsigned char character) {
-        return static_cast<char>(std::tolower(character));
-    });
-    return lower;
-}
-
 Parsed parseBool(std::string_view text) {
-    const std::string word = lowercased(text);
+    const std::string word = asciiLowercased(text);
     if (kTrueWords.contains(word)) {
         return PlistValue(true);
     }

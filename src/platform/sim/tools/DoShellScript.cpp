@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "base/Text.h"
 #include "platform/sim/Trace.h"
 
 namespace parvel::sim {
@@ -16,19 +17,10 @@ namespace {
 constexpr std::string_view kCommandPrefix = "do shell script ";
 constexpr std::string_view kAdministratorClause = "with administrator privileges";
 constexpr std::string_view kShell = "/bin/sh";
-constexpr std::string_view kWhitespace = " \t\r\n";
 constexpr int kUserCanceled = -128;
 constexpr int kSyntaxError = -2741;
 constexpr int kShellCouldNotStart = 127;
 constexpr std::string_view kNonZeroStatus = "The command exited with a non-zero status.";
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kWhitespace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kWhitespace) - first + 1);
-}
 
 struct Literal {
     std::string value;
@@ -87,7 +79,7 @@ std::string resultText(std::string output) {
 }  // namespace
 
 std::optional<ScriptResult> DoShellScript::handle(std::string_view source) {
-    std::string_view text = trimmed(source);
+    std::string_view text = trimmedWhitespace(source);
     if (!text.starts_with(kCommandPrefix) || !text.substr(kCommandPrefix.size()).starts_with('"')) {
         return std::nullopt;
     }
@@ -96,7 +88,7 @@ std::optional<ScriptResult> DoShellScript::handle(std::string_view source) {
     if (!literal) {
         return std::unexpected(literal.error());
     }
-    const std::string_view clause = trimmed(text.substr(literal->length));
+    const std::string_view clause = trimmedWhitespace(text.substr(literal->length));
     if (!clause.empty() && clause != kAdministratorClause) {
         return std::nullopt;
     }
@@ -128,7 +120,7 @@ ScriptResult DoShellScript::run(const std::string& command, bool withAdministrat
     std::string output = (*child)->readOutput();
     const std::string error = (*child)->readError();
     if (status != 0) {
-        const std::string_view message = trimmed(error);
+        const std::string_view message = trimmedWhitespace(error);
         return std::unexpected(
             AppleScriptError{std::string(message.empty() ? kNonZeroStatus : message), status});
     }

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "base/Text.h"
 #include "platform/sim/SimWorkspace.h"
 #include "platform/sim/Trace.h"
 #include "platform/sim/tools/ToolResults.h"
@@ -54,22 +55,14 @@ struct Command {
     std::vector<std::string> operands;
 };
 
-std::string lowercased(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](unsigned char character) {
-        return static_cast<char>(std::tolower(character));
-    });
-    return lower;
-}
-
 // Finds an application by name the way Launch Services does: any case, ".app" optional.
 std::optional<AppSpec> catalogueEntry(std::string_view name) {
-    std::string wanted = lowercased(name);
+    std::string wanted = asciiLowercased(name);
     if (wanted.ends_with(kBundleExtension)) {
         wanted.resize(wanted.size() - kBundleExtension.size());
     }
     for (const auto& known : kCatalogue) {
-        if (lowercased(known.name) == wanted) {
+        if (asciiLowercased(known.name) == wanted) {
             return AppSpec{std::string(known.bundleIdentifier),
                            std::string(known.name),
                            platform::ActivationPolicy::Regular,

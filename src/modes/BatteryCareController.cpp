@@ -85,7 +85,7 @@ void BatteryCareController::readBatteryStatus(std::function<void(std::string)> c
 
 bool BatteryCareController::applyChargeLimitPrivileged(int percent,
                                                        bool normalizeAsDisplayedTarget) {
-    if (!services_.files.isExecutable(kChargeHelperPath)) {
+    if (!services_.files.isExecutable(installedChargeHelperPath)) {
         services_.dispatch.main().async(
             lifetime_.guard([this] { showChargeLimiterError(std::string(kHelperMissing)); }));
         return false;
@@ -93,8 +93,8 @@ bool BatteryCareController::applyChargeLimitPrivileged(int percent,
     const int target = normalizeAsDisplayedTarget
                            ? chargeHelperTarget(percent)
                            : std::clamp(percent, kLowestChargeLimit, kFullCharge);
-    const auto result =
-        services_.runner.runInstalledHelper(kChargeHelperPath, {"set", std::to_string(target)});
+    const auto result = services_.runner.runInstalledHelper(installedChargeHelperPath,
+                                                            {"set", std::to_string(target)});
     return result.success && result.output.find(kHelperSuccessMarker) != std::string::npos;
 }
 

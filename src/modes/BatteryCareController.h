@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "app/InstalledComponents.h"
 #include "app/ProcessRunner.h"
 #include "app/SettingsStore.h"
 #include "base/Lifetime.h"
@@ -38,8 +39,6 @@ class BatteryCareController {
         platform::AppleScript& appleScript;
     };
 
-    static constexpr std::string_view kChargeHelperPath =
-        "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.charge-helper";
     static constexpr platform::Duration kCheckInterval = platform::seconds(30);
 
     explicit BatteryCareController(Services services) : services_(services) {}

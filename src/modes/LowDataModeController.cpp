@@ -72,10 +72,11 @@ void LowDataModeController::toggleLowDataModeSwitch(bool requested) {
 }
 
 std::optional<std::string> LowDataModeController::runHelper(bool on) const {
-    if (!services_.files.isExecutable(kHelperPath)) {
+    if (!services_.files.isExecutable(installedLowDataHelperPath)) {
         return std::string(kHelperMissing);
     }
-    const auto result = services_.runner.runInstalledHelper(kHelperPath, {"set", on ? "1" : "0"});
+    const auto result =
+        services_.runner.runInstalledHelper(installedLowDataHelperPath, {"set", on ? "1" : "0"});
     if (result.success && result.output.find(kHelperSuccessMarker) != std::string::npos) {
         return std::nullopt;
     }

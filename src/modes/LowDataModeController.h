@@ -27,8 +27,6 @@ class LowDataModeController {
         SystemSettingActuators& actuators;
     };
 
-    static constexpr std::string_view kHelperPath =
-        "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.lowdata-helper";
     // How long the menu has to close before the helper runs.
     static constexpr platform::Duration kMenuSwitchDelay = platform::seconds(0.2);
 

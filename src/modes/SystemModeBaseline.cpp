@@ -24,7 +24,6 @@ constexpr platform::TimerSpec kBrightnessGuardTimer{.startDelay = platform::seco
                                                     .leeway = platform::seconds(0.25)};
 // Drift the guard tolerates before it pulls the display back.
 constexpr double kBrightnessGuardTolerance = 0.06;
-constexpr double kBluetoothOnThreshold = 0.5;
 
 // What Normal looks like when no baseline was ever taken: the system's own animation behaviour.
 const ProcessRunner::Arguments kNormalAnimationState[] = {
@@ -141,14 +140,13 @@ void SystemModeBaseline::storePair(const std::optional<PowerSourcePair>& pair,
 }
 
 void SystemModeBaseline::captureBluetoothBaseline() {
-    const auto reading = services_.actuators.modeHelperFloat("bluetooth-get");
-    if (reading) {
-        services_.settings.set(keys::systemModeBaselineBluetoothKey,
-                               *reading >= kBluetoothOnThreshold);
+    const auto powered = services_.actuators.bluetoothPowered();
+    if (powered) {
+        services_.settings.set(keys::systemModeBaselineBluetoothKey, *powered);
     } else {
         services_.settings.remove(keys::systemModeBaselineBluetoothKey);
     }
-    services_.settings.set(keys::systemModeBaselineBluetoothCapturedKey, reading.has_value());
+    services_.settings.set(keys::systemModeBaselineBluetoothCapturedKey, powered.has_value());
 }
 
 void SystemModeBaseline::restoreSystemModeBaseline() {

@@ -55,10 +55,6 @@ std::string digit(bool on) {
     return on ? "1" : "0";
 }
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
 std::optional<int> parseWholeNumber(std::string_view text) {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -88,11 +84,11 @@ std::optional<PowerSourcePair> parsePowerSetting(std::string_view output, std::s
     std::optional<int> ac;
     for (const auto rawLine : nonEmptyLines(output)) {
         const std::string line = asciiLowercased(trimmedWhitespace(rawLine));
-        if (startsWith(line, "battery power")) {
+        if (line.starts_with("battery power")) {
             section = Section::battery;
-        } else if (startsWith(line, "ac power")) {
+        } else if (line.starts_with("ac power")) {
             section = Section::ac;
-        } else if (section != Section::none && startsWith(line, name)) {
+        } else if (section != Section::none && line.starts_with(name)) {
             const auto lastToken = line.find_last_of(" \t");
             const auto value = parseWholeNumber(
                 std::string_view(line).substr(lastToken == std::string::npos ? 0 : lastToken + 1));
@@ -155,6 +151,14 @@ std::optional<float> SystemSettingActuators::modeHelperFloat(std::string_view co
         return std::nullopt;
     }
     return parseReal<float>(trimmedWhitespace(result.text));
+}
+
+std::optional<bool> SystemSettingActuators::bluetoothPowered() const {
+    const auto reading = modeHelperFloat("bluetooth-get");
+    if (!reading) {
+        return std::nullopt;
+    }
+    return *reading >= kBluetoothOnThreshold;
 }
 
 bool SystemSettingActuators::runModeHelper(const ProcessRunner::Arguments& arguments) const {
@@ -240,10 +244,7 @@ void SystemSettingActuators::simulateLevelKeys(int downKey, int upKey, double le
 }
 
 bool SystemSettingActuators::setBluetoothPower(bool on) {
-    const auto matches = [this, on] {
-        const auto reading = modeHelperFloat("bluetooth-get");
-        return reading && (*reading >= kBluetoothOnThreshold) == on;
-    };
+    const auto matches = [this, on] { return bluetoothPowered() == on; };
     if (matches()) {
         return true;
     }
@@ -282,14 +283,14 @@ bool SystemSettingActuators::setLowPowerMode(int battery, int ac, bool showError
     if (currentLowPowerModeState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(kPowerHelperPath)) {
+    if (!services_.files.isExecutable(installedPowerHelperPath)) {
         if (showError) {
             showAlert(std::string(kLowPowerTitle), std::string(kPowerHelperMissing));
         }
         return false;
     }
     const auto result = services_.runner.runInstalledHelper(
-        kPowerHelperPath, {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
+        installedPowerHelperPath, {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
     if (result.success) {
         return true;
     }
@@ -307,11 +308,11 @@ bool SystemSettingActuators::setDisplaySleep(int battery, int ac) {
     if (currentDisplaySleepState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(kPowerHelperPath)) {
+    if (!services_.files.isExecutable(installedPowerHelperPath)) {
         return false;
     }
     const auto result = services_.runner.runInstalledHelper(
-        kPowerHelperPath,
+        installedPowerHelperPath,
         {"displaysleep", std::to_string(wanted.battery), std::to_string(wanted.ac)});
     return result.success && result.output.find("OK") != std::string::npos;
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/InstalledComponents.h"
 #include "app/ProcessRunner.h"
 #include "base/Lifetime.h"
 #include "platform/AppleScript.h"
@@ -52,8 +53,6 @@ class SystemSettingActuators {
         platform::AppleScript& appleScript;
     };
 
-    static constexpr std::string_view kPowerHelperPath =
-        "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.power-helper";
     static constexpr std::string_view kDefaultsTool = "/usr/bin/defaults";
     static constexpr std::string_view kDockDomain = "com.apple.dock";
 
@@ -62,6 +61,8 @@ class SystemSettingActuators {
     std::optional<std::string> modeHelperPath() const;
     // The mode helper's answer to a "-get" command, if it ran and printed a number.
     std::optional<float> modeHelperFloat(std::string_view command) const;
+    // Whether Bluetooth is on, as the mode helper reads it.
+    std::optional<bool> bluetoothPowered() const;
 
     // The trimmed output of `defaults read`, if it succeeded and printed something.
     std::optional<std::string> readDefault(std::string_view domain, std::string_view key) const;

@@ -14,7 +14,7 @@ constexpr const char* kIntelOnly =
 
 class BatteryCareControllerTest : public ModesFixture {
   protected:
-    const std::string helper = std::string(BatteryCareController::kChargeHelperPath);
+    const std::string helper = std::string(installedChargeHelperPath);
 
     // Runs a step on the main queue, as the menu and the settings window do, so that an alert
     // it opens can be read and answered here.

@@ -14,7 +14,7 @@ class LowDataModeControllerTest : public ModesFixture {
         advance(0.1);
     }
     ui::ViewPtr toggle = ui::makeSwitch(false, nullptr);
-    const std::string helper = std::string(LowDataModeController::kHelperPath);
+    const std::string helper = std::string(installedLowDataHelperPath);
 
     static NetworkPathState ethernet(bool constrained) {
         NetworkPathState path;

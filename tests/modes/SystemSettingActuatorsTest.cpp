@@ -69,14 +69,12 @@ TEST_F(SystemSettingActuatorsTest, PowerSettingsSkipTheHelperWhenAlreadyInPlace)
     EXPECT_EQ(mac.power().lowPowerMode(), (PerSource{1, 0}));
 
     EXPECT_TRUE(actuators.setDisplaySleep(240, -5));
-    EXPECT_TRUE(containsLine(
-        takeInvocations(),
-        std::string(SystemSettingActuators::kPowerHelperPath) + " displaysleep 180 0"));
+    EXPECT_TRUE(containsLine(takeInvocations(),
+                             std::string(installedPowerHelperPath) + " displaysleep 180 0"));
     EXPECT_EQ(mac.power().displaySleepMinutes(), (PerSource{180, 0}));
     EXPECT_TRUE(actuators.setDisplaySleep(180, 0));
-    EXPECT_FALSE(containsLine(
-        takeInvocations(),
-        std::string(SystemSettingActuators::kPowerHelperPath) + " displaysleep 180 0"));
+    EXPECT_FALSE(containsLine(takeInvocations(),
+                              std::string(installedPowerHelperPath) + " displaysleep 180 0"));
 }
 
 TEST_F(SystemSettingActuatorsTest, LowPowerModeFailuresAreExplainedOnlyWhenAsked) {
@@ -95,7 +93,7 @@ TEST_F(SystemSettingActuatorsTest, LowPowerModeFailuresAreExplainedOnlyWhenAsked
     advance(0.1);
     EXPECT_FALSE(mac.presenter().currentAlert());
 
-    ASSERT_TRUE(mac.files().removeItem(std::string(SystemSettingActuators::kPowerHelperPath)));
+    ASSERT_TRUE(mac.files().removeItem(std::string(installedPowerHelperPath)));
     EXPECT_FALSE(actuators.setLowPowerMode(1, 1, true));
     advance(0.1);
     answerAlert("Low Power Mode",

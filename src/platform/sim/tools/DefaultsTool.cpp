@@ -1,7 +1,6 @@
 #include "platform/sim/tools/DefaultsTool.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <expected>

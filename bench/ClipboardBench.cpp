@@ -13,9 +13,9 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
 #include "clipboard/ClipboardHistoryController.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/sim/MemoryLog.h"

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 #include "platform/Accessibility.h"
 #include "platform/Events.h"
 #include "platform/Intents.h"

@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "app/ProcessRunner.h"
+#include "core/InstalledHelperPaths.h"
+#include "core/ProcessRunner.h"
 #include "platform/Bundle.h"
 #include "platform/Dispatch.h"
 #include "platform/FileSystem.h"
@@ -12,14 +13,6 @@
 #include "platform/Presenter.h"
 
 namespace parvel {
-
-// The privileged helpers, installed once with an administrator's approval.
-inline constexpr std::string_view installedChargeHelperPath =
-    "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.charge-helper";
-inline constexpr std::string_view installedLowDataHelperPath =
-    "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.lowdata-helper";
-inline constexpr std::string_view installedPowerHelperPath =
-    "/Library/PrivilegedHelperTools/com.tarnby.parvelmac.power-helper";
 
 // What ParvelMac keeps in step with its bundle outside it: the three privileged helpers (compared
 // byte for byte with the bundled copies at every interactive launch of the copy in /Applications,

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 #include "platform/PlistCodec.h"
 #include "ui/Alert.h"
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "app/ProcessRunner.h"
-#include "app/SettingsStore.h"
 #include "base/Error.h"
+#include "core/ProcessRunner.h"
+#include "core/SettingsStore.h"
 #include "platform/FileSystem.h"
 #include "platform/Log.h"
 #include "platform/PlistValue.h"

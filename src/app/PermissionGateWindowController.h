@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/ProcessRunner.h"
 #include "base/Lifetime.h"
+#include "core/ProcessRunner.h"
 #include "platform/Accessibility.h"
 #include "platform/AppleScript.h"
 #include "platform/Application.h"

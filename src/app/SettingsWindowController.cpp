@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "app/InstalledComponents.h"
-#include "app/SettingsKeys.h"
 #include "app/SystemSettingsURLs.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

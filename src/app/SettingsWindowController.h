@@ -3,8 +3,8 @@
 #include <functional>
 #include <string_view>
 
-#include "app/ProcessRunner.h"
-#include "app/SettingsStore.h"
+#include "core/ProcessRunner.h"
+#include "core/SettingsStore.h"
 #include "platform/Accessibility.h"
 #include "platform/Events.h"
 #include "platform/Presenter.h"

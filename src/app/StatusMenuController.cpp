@@ -1,6 +1,6 @@
 #include "app/StatusMenuController.h"
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

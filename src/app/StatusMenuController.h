@@ -3,8 +3,8 @@
 #include <functional>
 #include <map>
 
-#include "app/SettingsStore.h"
-#include "modes/SystemMode.h"
+#include "core/SettingsStore.h"
+#include "core/SystemMode.h"
 #include "platform/Bundle.h"
 #include "platform/Presenter.h"
 #include "ui/Menu.h"

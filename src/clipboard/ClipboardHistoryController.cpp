@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "app/SettingsKeys.h"
 #include "base/Base64.h"
 #include "base/Unicode.h"
 #include "base/Utf8.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

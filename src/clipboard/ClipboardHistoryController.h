@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "app/SettingsStore.h"
 #include "base/Lifetime.h"
 #include "clipboard/ClipboardEntry.h"
 #include "clipboard/ClipboardHistoryWindowController.h"
+#include "core/SettingsStore.h"
 #include "platform/Application.h"
 #include "platform/Dispatch.h"
 #include "platform/Pasteboard.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/FeatureController.h"
+#include "core/FeatureController.h"
 
 namespace parvel {
 

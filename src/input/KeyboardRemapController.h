@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "app/FeatureController.h"
+#include "core/FeatureController.h"
 #include "input/KeyRemapRule.h"
 
 namespace parvel {

@@ -3,10 +3,10 @@
 #include <functional>
 #include <string>
 
-#include "app/InstalledComponents.h"
-#include "app/ProcessRunner.h"
-#include "app/SettingsStore.h"
 #include "base/Lifetime.h"
+#include "core/InstalledHelperPaths.h"
+#include "core/ProcessRunner.h"
+#include "core/SettingsStore.h"
 #include "modes/BatterySnapshot.h"
 #include "platform/AppleScript.h"
 #include "platform/Application.h"

@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "app/ProcessRunner.h"
 #include "base/Lifetime.h"
+#include "core/ProcessRunner.h"
 #include "modes/SystemSettingActuators.h"
 #include "platform/Dispatch.h"
 #include "platform/FileSystem.h"

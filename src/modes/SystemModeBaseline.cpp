@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

@@ -3,8 +3,8 @@
 #include <mutex>
 #include <string_view>
 
-#include "app/SettingsStore.h"
 #include "base/Lifetime.h"
+#include "core/SettingsStore.h"
 #include "modes/LowDataModeController.h"
 #include "modes/SystemSettingActuators.h"
 #include "platform/Dispatch.h"

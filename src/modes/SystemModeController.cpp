@@ -1,6 +1,6 @@
 #include "modes/SystemModeController.h"
 
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

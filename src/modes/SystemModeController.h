@@ -4,10 +4,10 @@
 #include <functional>
 #include <memory>
 
-#include "app/SettingsStore.h"
 #include "base/Lifetime.h"
+#include "core/SettingsStore.h"
+#include "core/SystemMode.h"
 #include "modes/LowDataModeController.h"
-#include "modes/SystemMode.h"
 #include "modes/SystemModeBaseline.h"
 #include "modes/SystemSettingActuators.h"
 #include "platform/Dispatch.h"

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "app/InstalledComponents.h"
-#include "app/ProcessRunner.h"
 #include "base/Lifetime.h"
+#include "core/InstalledHelperPaths.h"
+#include "core/ProcessRunner.h"
 #include "platform/AppleScript.h"
 #include "platform/Application.h"
 #include "platform/Bundle.h"

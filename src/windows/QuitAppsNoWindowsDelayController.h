@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "app/FeatureController.h"
+#include "core/FeatureController.h"
 
 namespace parvel {
 

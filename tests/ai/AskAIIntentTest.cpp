@@ -2,7 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "ai/AskAIIntent.h"
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 #include "platform/sim/MemoryDefaults.h"
 #include "platform/sim/MemoryLog.h"
 #include "platform/sim/SimIntents.h"

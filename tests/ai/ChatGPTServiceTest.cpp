@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "ai/ChatGPTService.h"
-#include "app/SettingsKeys.h"
+#include "core/SettingsKeys.h"
 #include "platform/posix/CurlHttp.h"
 #include "platform/sim/MemoryDefaults.h"
 #include "platform/sim/MemoryLog.h"

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "app/AppDelegate.h"
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimApplication.h"
 #include "platform/sim/SimBundle.h"

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 #include "app/InstalledComponents.h"
-#include "app/ProcessRunner.h"
+#include "core/ProcessRunner.h"
 #include "platform/posix/PosixProcesses.h"
 #include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimBundle.h"

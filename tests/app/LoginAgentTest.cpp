@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "app/LoginAgent.h"
-#include "app/ProcessRunner.h"
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
+#include "core/ProcessRunner.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "platform/sim/SimPresenter.h"
 #include "platform/sim/SimProcessInfo.h"
 #include "platform/sim/SimProcesses.h"

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "app/PermissionGateWindowController.h"
-#include "app/ProcessRunner.h"
+#include "core/ProcessRunner.h"
 #include "platform/sim/SimApplication.h"
 #include "platform/sim/SimPresenter.h"
 #include "platform/sim/SimProcesses.h"

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
 #include "base/Base64.h"
 #include "clipboard/ClipboardHistoryController.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "platform/sim/SimApplication.h"
 #include "platform/sim/SimPasteboard.h"
 #include "platform/sim/SimPresenter.h"

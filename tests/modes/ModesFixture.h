@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "app/ProcessRunner.h"
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
+#include "core/ProcessRunner.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "modes/BatteryCareController.h"
 #include "modes/LowDataModeController.h"
 #include "modes/SystemModeController.h"

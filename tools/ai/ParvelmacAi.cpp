@@ -17,8 +17,8 @@
 #include <unistd.h>
 
 #include "ai/AskAIIntent.h"
-#include "app/SettingsKeys.h"
 #include "base/Utf8.h"
+#include "core/SettingsKeys.h"
 #include "platform/posix/HostPlatform.h"
 #include "platform/posix/PosixProcessInfo.h"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "modes/SystemMode.h"
+#include "core/SystemMode.h"
 #include "platform/Defaults.h"
 
 namespace parvel {

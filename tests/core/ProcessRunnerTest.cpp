@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "app/ProcessRunner.h"
+#include "core/ProcessRunner.h"
 #include "platform/posix/PosixProcesses.h"
 #include "support/TemporaryDirectory.h"
 

@@ -1,11 +1,11 @@
-#include "app/SettingsStore.h"
+#include "core/SettingsStore.h"
 
 #include <algorithm>
 
 #include <fmt/format.h>
 
-#include "app/SettingsKeys.h"
 #include "base/Fatal.h"
+#include "core/SettingsKeys.h"
 
 namespace parvel {
 

@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "app/SettingsKeys.h"
-#include "app/SettingsStore.h"
+#include "core/SettingsKeys.h"
+#include "core/SettingsStore.h"
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/sim/MemoryDefaults.h"

@@ -1,4 +1,4 @@
-#include "app/ProcessRunner.h"
+#include "core/ProcessRunner.h"
 
 #include "base/Utf8.h"
 

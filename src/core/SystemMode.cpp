@@ -1,4 +1,4 @@
-#include "modes/SystemMode.h"
+#include "core/SystemMode.h"
 
 namespace parvel {
 

@@ -196,10 +196,7 @@ void addFileExpectations(Vocabulary& vocabulary) {
     vocabulary.add(expectation({"selection"}, "selection [PATH...]",
                                "Finder's selection, as its script reports it", 0, 100,
                                [](Context& context, const auto& words) {
-                                   std::vector<std::string> wanted;
-                                   for (const auto& word : words) {
-                                       wanted.push_back(context.expandPath(word));
-                                   }
+                                   const auto wanted = context.expandPaths(words);
                                    const auto found = context.mac.finder().selection();
                                    return check(found == wanted, quoted(wanted), quoted(found));
                                }));
@@ -232,10 +229,7 @@ void addSystemExpectations(Vocabulary& vocabulary) {
     vocabulary.add(expectation({"pasteboard", "files"}, "pasteboard files PATH...",
                                "the file URLs on the pasteboard", 0, 100,
                                [](Context& context, const auto& words) {
-                                   std::vector<std::string> wanted;
-                                   for (const auto& word : words) {
-                                       wanted.push_back(context.expandPath(word));
-                                   }
+                                   const auto wanted = context.expandPaths(words);
                                    const auto found = context.mac.platform().pasteboard->fileURLs();
                                    return check(found == wanted, quoted(wanted), quoted(found));
                                }));

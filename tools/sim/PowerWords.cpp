@@ -6,11 +6,13 @@
 #include <fmt/ranges.h>
 
 #include "Words.h"
+#include "platform/Workspace.h"
 #include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimBundle.h"
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/Trace.h"
 #include "platform/sim/tools/SystemTools.h"
+#include "platform/sim/world/Applications.h"
 #include "platform/sim/world/Hardware.h"
 #include "platform/sim/world/Permissions.h"
 #include "platform/sim/world/Power.h"
@@ -338,6 +340,30 @@ void addPowerExpectations(Vocabulary& vocabulary) {
                                          std::to_string(found));
                         });
                     }});
+}
+
+// The Mac's sleep and wake notifications, as every application receives them.
+void addSleepWords(Vocabulary& vocabulary) {
+    const std::pair<const char*, std::vector<platform::WorkspaceNotification>> power[] = {
+        {"sleep", {platform::WorkspaceNotification::WillSleep}},
+        {"wake", {platform::WorkspaceNotification::DidWake}},
+        {"screens-sleep", {platform::WorkspaceNotification::ScreensDidSleep}},
+        {"screens-wake", {platform::WorkspaceNotification::ScreensDidWake}}};
+    for (const auto& [name, notifications] : power) {
+        vocabulary.add(
+            {{name},
+             name,
+             fmt::format("the Mac's {} notification", name),
+             [notifications](const Arguments& arguments) -> std::expected<Step, std::string> {
+                 SCENARIO_CHECK(arguments.requireCount(0, 0));
+                 return compiledStep([notifications](Context& context) -> Outcome {
+                     for (const auto notification : notifications) {
+                         context.mac.applications().post(notification);
+                     }
+                     return {};
+                 });
+             }});
+    }
 }
 
 }  // namespace parvel::scenario

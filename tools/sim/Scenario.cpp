@@ -70,6 +70,15 @@ std::string Context::expandPath(std::string_view path) const {
     return std::string(path);
 }
 
+std::vector<std::string> Context::expandPaths(const std::vector<std::string>& paths) const {
+    std::vector<std::string> expanded;
+    expanded.reserve(paths.size());
+    for (const auto& path : paths) {
+        expanded.push_back(expandPath(path));
+    }
+    return expanded;
+}
+
 void Context::onMain(std::function<void()> work) {
     mac.dispatch().main().async(std::move(work));
     mac.dispatch().runDue();

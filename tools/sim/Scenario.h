@@ -58,6 +58,8 @@ struct Context {
 
     // "~/Documents/x" → "/Users/me/Documents/x"; other paths stay as they are.
     std::string expandPath(std::string_view path) const;
+    // Each path expanded, in order.
+    std::vector<std::string> expandPaths(const std::vector<std::string>& paths) const;
     // Runs work on the main queue, as an event from the user would, then everything due.
     void onMain(std::function<void()> work);
 };

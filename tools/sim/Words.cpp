@@ -1,30 +1,20 @@
 #include "Words.h"
 
-#include <algorithm>
 #include <map>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "platform/AppleScript.h"
-#include "platform/Defaults.h"
 #include "platform/FileSystem.h"
 #include "platform/Processes.h"
-#include "platform/Workspace.h"
 #include "platform/sim/ProgramBundle.h"
 #include "platform/sim/SimBundle.h"
 #include "platform/sim/SimEvents.h"
-#include "platform/sim/SimNetworkPath.h"
-#include "platform/sim/SimPasteboard.h"
 #include "platform/sim/SimProcesses.h"
 #include "platform/sim/SimulatedMac.h"
 #include "platform/sim/Trace.h"
 #include "platform/sim/tools/LaunchAgents.h"
 #include "platform/sim/tools/SystemTools.h"
-#include "platform/sim/world/Applications.h"
-#include "platform/sim/world/Dock.h"
-#include "platform/sim/world/Finder.h"
-#include "platform/sim/world/Permissions.h"
 
 namespace parvel::scenario {
 
@@ -183,42 +173,6 @@ void inject(Context& context, Event event) {
     context.onMain([&context, event] { context.mac.events().inject(event); });
 }
 
-sim::SimApp* appNamed(Context& context, const std::string& name) {
-    const auto matches = context.mac.applications().withName(name);
-    return matches.empty() ? nullptr : context.mac.applications().find(matches.front()->pid);
-}
-
-std::expected<sim::SimApp*, std::string> requireApp(Context& context, const std::string& name) {
-    if (sim::SimApp* app = appNamed(context, name)) {
-        return app;
-    }
-    return failed(fmt::format("no running application named \"{}\"", name));
-}
-
-// A typed literal of the language: "bool true", "int 20", "real 0.5", "string Normal".
-std::expected<platform::PlistValue, std::string> parseValue(const std::string& type,
-                                                            const std::string& text) {
-    if (type == "bool") {
-        const auto value = parseSwitch(text);
-        return value ? std::expected<platform::PlistValue, std::string>(*value)
-                     : std::unexpected(value.error());
-    }
-    if (type == "int") {
-        const auto value = parseInteger(text);
-        return value ? std::expected<platform::PlistValue, std::string>(*value)
-                     : std::unexpected(value.error());
-    }
-    if (type == "real") {
-        const auto value = parseNumber(text);
-        return value ? std::expected<platform::PlistValue, std::string>(*value)
-                     : std::unexpected(value.error());
-    }
-    if (type == "string") {
-        return platform::PlistValue(text);
-    }
-    return failed(fmt::format("'{}' is not a value type (bool, int, real, string)", type));
-}
-
 }  // namespace
 
 void addTimeWords(Vocabulary& vocabulary) {
@@ -254,351 +208,6 @@ void addTimeWords(Vocabulary& vocabulary) {
                             return {};
                         });
                     }});
-}
-
-void addWorldWords(Vocabulary& vocabulary) {
-    vocabulary.add({{"launch", "app"},
-                    "launch app NAME [id BUNDLE-ID] [accessory|background] [refuses-to-quit] "
-                    "[quits-after DURATION]",
-                    "start another application; a regular one comes to the front",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        if (arguments.size() < 1) {
-                            return failed("needs the application's name");
-                        }
-                        sim::AppSpec spec{.bundleIdentifier = arguments.after("id").value_or(
-                                              "com.example." + arguments[0]),
-                                          .name = arguments[0]};
-                        if (arguments.has("accessory")) {
-                            spec.policy = platform::ActivationPolicy::Accessory;
-                        }
-                        if (arguments.has("background")) {
-                            spec.policy = platform::ActivationPolicy::Prohibited;
-                        }
-                        if (arguments.has("refuses-to-quit")) {
-                            spec.quitBehaviour = sim::QuitBehaviour::Refuse;
-                        }
-                        if (const auto delay = arguments.after("quits-after")) {
-                            const auto duration = parseDuration(*delay);
-                            SCENARIO_CHECK(duration);
-                            spec.quitBehaviour = sim::QuitBehaviour::QuitAfterDelay;
-                            spec.quitDelay = *duration;
-                        }
-                        return compiledStep([spec](Context& context) -> Outcome {
-                            context.mac.applications().launch(spec);
-                            return {};
-                        });
-                    }});
-    for (const char* verb : {"activate", "hide", "quit", "kill"}) {
-        vocabulary.add({{verb, "app"},
-                        fmt::format("{} app NAME", verb),
-                        fmt::format("{} an application as the user or the system would", verb),
-                        [verb = std::string(verb)](
-                            const Arguments& arguments) -> std::expected<Step, std::string> {
-                            SCENARIO_CHECK(arguments.requireCount(1, 1));
-                            return compiledStep(
-                                [verb, name = arguments[0]](Context& context) -> Outcome {
-                                    const auto app = requireApp(context, name);
-                                    SCENARIO_CHECK(app);
-                                    auto& apps = context.mac.applications();
-                                    const auto pid = (*app)->pid;
-                                    if (verb == "activate") {
-                                        apps.activate(pid);
-                                    } else if (verb == "hide") {
-                                        apps.hide(pid);
-                                    } else if (verb == "quit") {
-                                        apps.requestQuit(pid);
-                                    } else {
-                                        apps.kill(pid);
-                                    }
-                                    return {};
-                                });
-                        }});
-    }
-    vocabulary.add({{"window"},
-                    "window APP TITLE [at X,Y] [size WxH] [minimised]",
-                    "open a window of a running application",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        if (arguments.size() < 2) {
-                            return failed("needs the application and the title");
-                        }
-                        sim::WindowSpec spec{.title = arguments[1]};
-                        if (const auto at = arguments.after("at")) {
-                            const auto point = parsePoint(*at);
-                            SCENARIO_CHECK(point);
-                            spec.frame.origin = *point;
-                        }
-                        if (const auto size = arguments.after("size")) {
-                            const auto parsed = parseSize(*size);
-                            SCENARIO_CHECK(parsed);
-                            spec.frame.size = *parsed;
-                        }
-                        spec.minimized = arguments.has("minimised");
-                        return compiledStep(
-                            [app = arguments[0], spec](Context& context) -> Outcome {
-                                const auto owner = requireApp(context, app);
-                                SCENARIO_CHECK(owner);
-                                context.mac.applications().openWindow((*owner)->pid, spec);
-                                return {};
-                            });
-                    }});
-    vocabulary.add(
-        {{"file"},
-         "file PATH [contents TEXT]",
-         "create a file (and its folders)",
-         [](const Arguments& arguments) -> std::expected<Step, std::string> {
-             if (arguments.size() != 1 && !(arguments.size() == 3 && arguments[1] == "contents")) {
-                 return failed("takes a path and optionally contents TEXT");
-             }
-             return compiledStep([path = arguments[0],
-                                  contents = arguments.after("contents").value_or("")](
-                                     Context& context) -> Outcome {
-                 const std::string full = context.expandPath(path);
-                 auto& files = context.mac.files();
-                 const auto folder = full.substr(0, full.find_last_of('/'));
-                 if (auto made = files.createDirectories(folder); !made) {
-                     return failed(made.error().description);
-                 }
-                 if (auto written = files.writeFileAtomically(full, toBytes(contents)); !written) {
-                     return failed(written.error().description);
-                 }
-                 context.mac.trace().record("world", fmt::format("file {}", full));
-                 return {};
-             });
-         }});
-    vocabulary.add({{"folder"},
-                    "folder PATH",
-                    "create a folder (and its parents)",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(1, 1));
-                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
-                            if (auto made =
-                                    context.mac.files().createDirectories(context.expandPath(path));
-                                !made) {
-                                return failed(made.error().description);
-                            }
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"finder", "window"},
-                    "finder window FOLDER",
-                    "open a Finder window on a folder",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(1, 1));
-                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
-                            context.mac.finder().openWindow(context.expandPath(path));
-                            return {};
-                        });
-                    }});
-    vocabulary.add(
-        {{"finder", "select"},
-         "finder select PATH...",
-         "select items in the front Finder window (or on the Desktop when it has the focus)",
-         [](const Arguments& arguments) -> std::expected<Step, std::string> {
-             return compiledStep([paths = arguments.all()](Context& context) -> Outcome {
-                 std::vector<std::string> full;
-                 for (const auto& path : paths) {
-                     full.push_back(context.expandPath(path));
-                 }
-                 context.mac.finder().select(full);
-                 return {};
-             });
-         }});
-    vocabulary.add({{"finder", "desktop"},
-                    "finder desktop",
-                    "click the Desktop: it takes the focus",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(0, 0));
-                        return compiledStep([](Context& context) -> Outcome {
-                            context.mac.finder().focusDesktop();
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"finder", "rename"},
-                    "finder rename PATH",
-                    "start editing an item's name",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(1, 1));
-                        return compiledStep([path = arguments[0]](Context& context) -> Outcome {
-                            context.mac.finder().startRenaming(context.expandPath(path));
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"finder", "done-renaming"},
-                    "finder done-renaming",
-                    "stop editing a name",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(0, 0));
-                        return compiledStep([](Context& context) -> Outcome {
-                            context.mac.finder().finishRenaming();
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"copy", "text"},
-                    "copy text TEXT [from APP]",
-                    "another application copies text",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        if (arguments.size() != 1 && arguments.size() != 3) {
-                            return failed("takes the text and optionally from APP");
-                        }
-                        return compiledStep(
-                            [text = arguments[0], from = arguments.after("from").value_or("Notes")](
-                                Context& context) -> Outcome {
-                                context.mac.pasteboard().copyText(from, text);
-                                return {};
-                            });
-                    }});
-    vocabulary.add({{"copy", "files"},
-                    "copy files PATH...",
-                    "Finder copies files (URLs and names)",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        if (arguments.size() == 0) {
-                            return failed("needs at least one path");
-                        }
-                        return compiledStep([paths = arguments.all()](Context& context) -> Outcome {
-                            std::vector<std::string> full;
-                            for (const auto& path : paths) {
-                                full.push_back(context.expandPath(path));
-                            }
-                            context.mac.pasteboard().copyFiles(full);
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"copy", "image"},
-                    "copy image png|tiff BYTES [from APP]",
-                    "another application copies image data of that many bytes",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        if (arguments.size() != 2 && arguments.size() != 4) {
-                            return failed("takes the type, the size and optionally from APP");
-                        }
-                        if (arguments[0] != "png" && arguments[0] != "tiff") {
-                            return failed("the image type is png or tiff");
-                        }
-                        const auto size = parseInteger(arguments[1]);
-                        if (!size || *size < 0) {
-                            return failed("the size is a whole number of bytes");
-                        }
-                        const std::string type(arguments[0] == "png"
-                                                   ? platform::pasteboard_types::kPNG
-                                                   : platform::pasteboard_types::kTIFF);
-                        return compiledStep([type, size = *size,
-                                             from = arguments.after("from").value_or("Preview")](
-                                                Context& context) -> Outcome {
-                            context.mac.pasteboard().copyImage(
-                                from, scenarioImage(static_cast<std::size_t>(size)), type);
-                            return {};
-                        });
-                    }});
-    vocabulary.add(
-        {{"permission"},
-         "permission accessibility|screen-recording|input-monitoring on|off",
-         "grant or revoke one of this program's permissions",
-         [](const Arguments& arguments) -> std::expected<Step, std::string> {
-             SCENARIO_CHECK(arguments.requireCount(2, 2));
-             const auto granted = parseSwitch(arguments[1]);
-             SCENARIO_CHECK(granted);
-             const std::string which = arguments[0];
-             if (which != "accessibility" && which != "screen-recording" &&
-                 which != "input-monitoring") {
-                 return failed(fmt::format("'{}' is not a permission", which));
-             }
-             return compiledStep([which, granted = *granted](Context& context) -> Outcome {
-                 auto& permissions = context.mac.permissions();
-                 (which == "accessibility"      ? permissions.accessibility
-                  : which == "screen-recording" ? permissions.screenRecording
-                                                : permissions.inputMonitoring) = granted;
-                 context.mac.trace().record(
-                     "privacy", fmt::format("{} {}", which, granted ? "granted" : "revoked"));
-                 return {};
-             });
-         }});
-    vocabulary.add({{"automation"},
-                    "automation BUNDLE-ID|answer allow|deny|ask",
-                    "set Automation for a target application, or what the user answers when asked",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(2, 2));
-                        const std::map<std::string, sim::AutomationState> states = {
-                            {"allow", sim::AutomationState::Allowed},
-                            {"deny", sim::AutomationState::Denied},
-                            {"ask", sim::AutomationState::NotDetermined}};
-                        const auto state = states.find(arguments[1]);
-                        if (state == states.end()) {
-                            return failed("the state is allow, deny or ask");
-                        }
-                        return compiledStep([target = arguments[0],
-                                             state = state->second](Context& context) -> Outcome {
-                            if (target == "answer") {
-                                context.mac.permissions().automationAnswer = state;
-                            } else {
-                                context.mac.permissions().automation[target] = state;
-                            }
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"defaults", "set"},
-                    "defaults set DOMAIN KEY bool|int|real|string VALUE",
-                    "store a value in a defaults domain directly",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(4, 4));
-                        const auto value = parseValue(arguments[2], arguments[3]);
-                        SCENARIO_CHECK(value);
-                        return compiledStep([domain = arguments[0], key = arguments[1],
-                                             value = *value](Context& context) -> Outcome {
-                            context.mac.defaults().set(domain, key, value);
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"defaults", "remove"},
-                    "defaults remove DOMAIN KEY",
-                    "remove a key directly",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(2, 2));
-                        return compiledStep([domain = arguments[0],
-                                             key = arguments[1]](Context& context) -> Outcome {
-                            context.mac.defaults().remove(domain, key);
-                            return {};
-                        });
-                    }});
-    vocabulary.add({{"network"},
-                    "network wifi|ethernet|none [constrained]",
-                    "join a network (Low Data Mode when constrained) or lose it",
-                    [](const Arguments& arguments) -> std::expected<Step, std::string> {
-                        SCENARIO_CHECK(arguments.requireCount(1, 2));
-                        const std::string kind = arguments[0];
-                        if (kind != "wifi" && kind != "ethernet" && kind != "none") {
-                            return failed("the network is wifi, ethernet or none");
-                        }
-                        platform::NetworkPathState path;
-                        path.status = kind == "none"
-                                          ? platform::NetworkPathState::Status::Unsatisfied
-                                          : platform::NetworkPathState::Status::Satisfied;
-                        path.usesWiFi = kind == "wifi";
-                        path.usesWiredEthernet = kind == "ethernet";
-                        path.isConstrained = arguments.has("constrained");
-                        return compiledStep([path](Context& context) -> Outcome {
-                            context.mac.network().setPath(path);
-                            return {};
-                        });
-                    }});
-    const std::pair<const char*, std::vector<platform::WorkspaceNotification>> power[] = {
-        {"sleep", {platform::WorkspaceNotification::WillSleep}},
-        {"wake", {platform::WorkspaceNotification::DidWake}},
-        {"screens-sleep", {platform::WorkspaceNotification::ScreensDidSleep}},
-        {"screens-wake", {platform::WorkspaceNotification::ScreensDidWake}}};
-    for (const auto& [name, notifications] : power) {
-        vocabulary.add(
-            {{name},
-             name,
-             fmt::format("the Mac's {} notification", name),
-             [notifications](const Arguments& arguments) -> std::expected<Step, std::string> {
-                 SCENARIO_CHECK(arguments.requireCount(0, 0));
-                 return compiledStep([notifications](Context& context) -> Outcome {
-                     for (const auto notification : notifications) {
-                         context.mac.applications().post(notification);
-                     }
-                     return {};
-                 });
-             }});
-    }
 }
 
 void addInputWords(Vocabulary& vocabulary) {
@@ -929,18 +538,16 @@ void addSystemWords(Vocabulary& vocabulary) {
          }});
 }
 
-Bytes scenarioImage(std::size_t size) {
-    Bytes image(size);
-    for (std::size_t index = 0; index < image.size(); ++index) {
-        image[index] = static_cast<std::uint8_t>(index * 7 % 251);
-    }
-    return image;
-}
-
 Vocabulary standardVocabulary() {
     Vocabulary vocabulary;
     addTimeWords(vocabulary);
-    addWorldWords(vocabulary);
+    addApplicationWords(vocabulary);
+    addFinderWords(vocabulary);
+    addPasteboardWords(vocabulary);
+    addPrivacyWords(vocabulary);
+    addDefaultsWords(vocabulary);
+    addNetworkWords(vocabulary);
+    addSleepWords(vocabulary);
     addInputWords(vocabulary);
     addProgramWords(vocabulary);
     addToolWords(vocabulary);

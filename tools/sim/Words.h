@@ -20,7 +20,13 @@ Outcome check(bool holds, std::string_view wanted, std::string_view found);
 
 // The groups it is made of.
 void addTimeWords(Vocabulary& vocabulary);
-void addWorldWords(Vocabulary& vocabulary);
+void addApplicationWords(Vocabulary& vocabulary);
+void addFinderWords(Vocabulary& vocabulary);
+void addPasteboardWords(Vocabulary& vocabulary);
+void addPrivacyWords(Vocabulary& vocabulary);
+void addDefaultsWords(Vocabulary& vocabulary);
+void addNetworkWords(Vocabulary& vocabulary);
+void addSleepWords(Vocabulary& vocabulary);
 void addInputWords(Vocabulary& vocabulary);
 void addProgramWords(Vocabulary& vocabulary);
 void addToolWords(Vocabulary& vocabulary);

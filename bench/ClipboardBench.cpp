@@ -31,7 +31,8 @@ constexpr std::size_t kEntries = 200;
 constexpr std::size_t kImages = 20;
 constexpr std::size_t kImageBytes = 1024 * 1024;
 
-std::vector<ClipboardEntry> typicalHistory(platform::WallTime now) {
+std::vector<ClipboardEntry> typicalHistory(platform::WallTime now,
+                                           platform::Randomness& randomness) {
     std::vector<ClipboardEntry> entries;
     for (std::size_t index = 0; index < kEntries; ++index) {
         if (index % (kEntries / kImages) == 0) {
@@ -39,10 +40,11 @@ std::vector<ClipboardEntry> typicalHistory(platform::WallTime now) {
             for (std::size_t byte = 0; byte < image.size(); ++byte) {
                 image[byte] = static_cast<std::uint8_t>((byte * 31 + index) % 251);
             }
-            entries.push_back(ClipboardEntry::image(image, now));
+            entries.push_back(ClipboardEntry::image(image, now, randomness));
         } else {
             entries.push_back(ClipboardEntry::text(
-                "Copied line " + std::to_string(index) + " with some words in it", now));
+                "Copied line " + std::to_string(index) + " with some words in it", now,
+                randomness));
         }
     }
     return entries;
@@ -70,15 +72,20 @@ struct StoredHistory {
     sim::MemoryLog log;
     posix::PlistDefaults defaults{"/Preferences", files, log};
     SettingsStore settings{defaults};
-    std::vector<ClipboardEntry> entries = typicalHistory(mac.dispatch().now());
+    std::vector<ClipboardEntry> entries =
+        typicalHistory(mac.dispatch().now(), *mac.platform().randomness);
 
     StoredHistory() {
         settings.set(settings_keys::clipboardHistoryLimitKey, static_cast<std::int64_t>(kEntries));
         settings.set(settings_keys::clipboardHistoryEntriesKey, encodeClipboardEntries(entries));
     }
     ClipboardHistoryController::Services services() {
-        return {*mac.platform().pasteboard, settings, mac.dispatch(), *mac.platform().presenter,
-                *mac.platform().application};
+        return {*mac.platform().pasteboard,
+                settings,
+                mac.dispatch(),
+                *mac.platform().presenter,
+                *mac.platform().application,
+                *mac.platform().randomness};
     }
 };
 
@@ -92,8 +99,9 @@ void BM_CaptureVersusRawWrite(benchmark::State& state) {
     int copy = 0;
     for (auto _ : state) {
         const auto start = Clock::now();
-        history.add(
-            ClipboardEntry::text("Copy " + std::to_string(++copy), stored.mac.dispatch().now()));
+        history.add(ClipboardEntry::text("Copy " + std::to_string(++copy),
+                                         stored.mac.dispatch().now(),
+                                         *stored.mac.platform().randomness));
         const auto saved = Clock::now();
         const Bytes raw = encodeClipboardEntries(history.entries());
         bytes = raw.size();

@@ -3,7 +3,6 @@
 #include <array>
 #include <cctype>
 #include <cstring>
-#include <random>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -134,11 +133,10 @@ std::string_view kindName(Kind kind) {
     return {};
 }
 
-std::string makeUUID() {
-    static thread_local std::mt19937_64 random{std::random_device{}()};
+std::string makeUUID(platform::Randomness& randomness) {
     std::array<std::uint8_t, 16> bytes{};
     for (std::size_t index = 0; index < bytes.size(); index += 8) {
-        const std::uint64_t word = random();
+        const std::uint64_t word = randomness.next();
         for (std::size_t shift = 0; shift < 8; ++shift) {
             bytes[index + shift] = static_cast<std::uint8_t>(word >> (shift * 8));
         }
@@ -152,25 +150,27 @@ std::string makeUUID() {
         bytes[9], bytes[10], bytes[11], bytes[12], bytes[13], bytes[14], bytes[15]);
 }
 
-ClipboardEntry ClipboardEntry::text(std::string copied, platform::WallTime date) {
+ClipboardEntry ClipboardEntry::text(std::string copied, platform::WallTime date,
+                                    platform::Randomness& randomness) {
     std::string preview = graphemePrefix(copied, kPreviewLength);
-    return {makeUUID(), Kind::text, std::move(preview),
+    return {makeUUID(randomness), Kind::text, std::move(preview),
             std::make_shared<const std::string>(std::move(copied)), date};
 }
 
-ClipboardEntry ClipboardEntry::files(const std::vector<std::string>& paths,
-                                     platform::WallTime date) {
+ClipboardEntry ClipboardEntry::files(const std::vector<std::string>& paths, platform::WallTime date,
+                                     platform::Randomness& randomness) {
     std::vector<std::string> names;
     names.reserve(paths.size());
     for (const auto& path : paths) {
         names.push_back(lastPathComponent(path));
     }
-    return {makeUUID(), Kind::files, fmt::format("{}", fmt::join(names, ", ")),
+    return {makeUUID(randomness), Kind::files, fmt::format("{}", fmt::join(names, ", ")),
             std::make_shared<const std::string>(fmt::format("{}", fmt::join(paths, "\n"))), date};
 }
 
-ClipboardEntry ClipboardEntry::image(const Bytes& data, platform::WallTime date) {
-    return {makeUUID(), Kind::image, fmt::format("Image {} KB", data.size() / 1024),
+ClipboardEntry ClipboardEntry::image(const Bytes& data, platform::WallTime date,
+                                     platform::Randomness& randomness) {
+    return {makeUUID(randomness), Kind::image, fmt::format("Image {} KB", data.size() / 1024),
             std::make_shared<const std::string>(base64Encoded(data)), date};
 }
 

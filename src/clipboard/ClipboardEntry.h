@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/Bytes.h"
+#include "platform/Randomness.h"
 #include "platform/Time.h"
 
 namespace parvel {
@@ -29,9 +30,13 @@ struct ClipboardEntry {
 
     const std::string& payloadText() const { return *payload; }
 
-    static ClipboardEntry text(std::string copied, platform::WallTime date);
-    static ClipboardEntry files(const std::vector<std::string>& paths, platform::WallTime date);
-    static ClipboardEntry image(const Bytes& data, platform::WallTime date);
+    // Each new entry gets a fresh id drawn from `randomness`.
+    static ClipboardEntry text(std::string copied, platform::WallTime date,
+                               platform::Randomness& randomness);
+    static ClipboardEntry files(const std::vector<std::string>& paths, platform::WallTime date,
+                                platform::Randomness& randomness);
+    static ClipboardEntry image(const Bytes& data, platform::WallTime date,
+                                platform::Randomness& randomness);
 
     friend bool operator==(const ClipboardEntry& a, const ClipboardEntry& b) {
         return a.id == b.id && a.kind == b.kind && a.preview == b.preview &&
@@ -43,7 +48,7 @@ struct ClipboardEntry {
 std::string_view kindName(ClipboardEntry::Kind kind);
 
 // A fresh random (version 4) UUID in canonical upper-case form.
-std::string makeUUID();
+std::string makeUUID(platform::Randomness& randomness);
 
 // The history as stored: a JSON array of objects with exactly "id", "kind", "preview", "payload"
 // and "date" (seconds since 2001-01-01 UTC), as UTF-8 bytes. Each payload is copied once, into the

@@ -59,13 +59,13 @@ std::optional<ClipboardEntry> ClipboardHistoryController::capture() {
     const platform::WallTime now = services_.dispatch.now();
     if (settings.boolOr(keys::clipboardCaptureFilesKey, false)) {
         if (const auto paths = pasteboard.fileURLs(); !paths.empty()) {
-            return ClipboardEntry::files(paths, now);
+            return ClipboardEntry::files(paths, now, services_.randomness);
         }
     }
     if (settings.boolOr(keys::clipboardCaptureTextKey, true)) {
         if (auto text = pasteboard.string(types::kString);
             text && isValidUtf8(*text) && !isBlank(*text)) {
-            return ClipboardEntry::text(std::move(*text), now);
+            return ClipboardEntry::text(std::move(*text), now, services_.randomness);
         }
     }
     if (settings.boolOr(keys::clipboardCaptureImagesKey, false)) {
@@ -74,7 +74,7 @@ std::optional<ClipboardEntry> ClipboardHistoryController::capture() {
             image = pasteboard.data(types::kTIFF);
         }
         if (image) {
-            return ClipboardEntry::image(*image, now);
+            return ClipboardEntry::image(*image, now, services_.randomness);
         }
     }
     return std::nullopt;

@@ -11,6 +11,7 @@
 #include "platform/Dispatch.h"
 #include "platform/Pasteboard.h"
 #include "platform/Presenter.h"
+#include "platform/Randomness.h"
 
 namespace parvel {
 
@@ -27,6 +28,8 @@ class ClipboardHistoryController {
         platform::Dispatch& dispatch;
         platform::Presenter& presenter;
         platform::Application& application;
+        // Where new entries' ids come from.
+        platform::Randomness& randomness;
     };
 
     static constexpr platform::Duration kPollInterval = platform::seconds(1.2);

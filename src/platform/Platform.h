@@ -23,6 +23,7 @@ class Pasteboard;
 class Presenter;
 class ProcessInfo;
 class Processes;
+class Randomness;
 class Speech;
 class WindowServer;
 class Workspace;
@@ -32,6 +33,7 @@ class Workspace;
 // adapter does not have stays null, and asking for it with need() fails loudly.
 struct Platform {
     Dispatch* dispatch = nullptr;
+    Randomness* randomness = nullptr;
     Defaults* defaults = nullptr;
     Processes* processes = nullptr;
     FileSystem* fileSystem = nullptr;

@@ -8,6 +8,7 @@
 
 #include "base/Base64.h"
 #include "clipboard/ClipboardEntry.h"
+#include "platform/posix/SeededRandomness.h"
 
 namespace parvel {
 namespace {
@@ -21,7 +22,12 @@ std::string asText(const Bytes& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
 
-TEST(ClipboardEntryTest, TextPreviewsHoldTheFirst180CharactersAsTheUserSeesThem) {
+class ClipboardEntryTest : public testing::Test {
+  protected:
+    posix::SeededRandomness randomness{1};
+};
+
+TEST_F(ClipboardEntryTest, TextPreviewsHoldTheFirst180CharactersAsTheUserSeesThem) {
     const std::string family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
     const struct {
         const char* name;
@@ -50,23 +56,24 @@ TEST(ClipboardEntryTest, TextPreviewsHoldTheFirst180CharactersAsTheUserSeesThem)
     };
     for (const auto& [name, copied, preview] : cases) {
         SCOPED_TRACE(name);
-        const auto entry = ClipboardEntry::text(copied, kDate);
+        const auto entry = ClipboardEntry::text(copied, kDate, randomness);
         EXPECT_EQ(entry.kind, Kind::text);
         EXPECT_EQ(entry.preview, preview);
         EXPECT_EQ(entry.payloadText(), copied);
     }
 }
 
-TEST(ClipboardEntryTest, FilesShowTheirNamesAndKeepTheirPaths) {
+TEST_F(ClipboardEntryTest, FilesShowTheirNamesAndKeepTheirPaths) {
     const auto entry = ClipboardEntry::files(
-        {"/Users/me/Documents/report.pdf", "/Users/me/Photos/", "/Users/me/a, b.txt"}, kDate);
+        {"/Users/me/Documents/report.pdf", "/Users/me/Photos/", "/Users/me/a, b.txt"}, kDate,
+        randomness);
     EXPECT_EQ(entry.kind, Kind::files);
     EXPECT_EQ(entry.preview, "report.pdf, Photos, a, b.txt");
     EXPECT_EQ(entry.payloadText(),
               "/Users/me/Documents/report.pdf\n/Users/me/Photos/\n/Users/me/a, b.txt");
 }
 
-TEST(ClipboardEntryTest, ImagesShowTheirSizeInWholeKilobytes) {
+TEST_F(ClipboardEntryTest, ImagesShowTheirSizeInWholeKilobytes) {
     const std::pair<std::size_t, const char*> cases[] = {{0, "Image 0 KB"},
                                                          {1023, "Image 0 KB"},
                                                          {1024, "Image 1 KB"},
@@ -74,29 +81,43 @@ TEST(ClipboardEntryTest, ImagesShowTheirSizeInWholeKilobytes) {
                                                          {2048 * 1024, "Image 2048 KB"}};
     for (const auto& [size, preview] : cases) {
         Bytes data(size, 0x42);
-        const auto entry = ClipboardEntry::image(data, kDate);
+        const auto entry = ClipboardEntry::image(data, kDate, randomness);
         EXPECT_EQ(entry.preview, preview);
         EXPECT_EQ(base64Decoded(entry.payloadText()), data);
     }
 }
 
-TEST(ClipboardEntryTest, IdsAreFreshCanonicalVersion4UUIDs) {
+TEST_F(ClipboardEntryTest, IdsAreFreshCanonicalVersion4UUIDs) {
     const std::regex canonical(
         "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
     std::set<std::string> seen;
     for (int index = 0; index < 1000; ++index) {
-        const std::string id = makeUUID();
+        const std::string id = makeUUID(randomness);
         EXPECT_TRUE(std::regex_match(id, canonical)) << id;
         seen.insert(id);
     }
     EXPECT_EQ(seen.size(), 1000u);
 }
 
-TEST(ClipboardEntryTest, StoredFormIsAnArrayOfFiveKeyObjects) {
+TEST_F(ClipboardEntryTest, IdsComeFromTheRandomnessGivenSoTheSameSeedGivesTheSameIds) {
+    posix::SeededRandomness again{1};
+    posix::SeededRandomness other{2};
     const std::vector<ClipboardEntry> entries = {
-        ClipboardEntry::text("say \"hi\"\\ \u00e9\n\t\x01", kDate),
-        ClipboardEntry::files({"/a/b.txt"}, kDate + std::chrono::milliseconds(500)),
-        ClipboardEntry::image(Bytes{1, 2, 3}, kDate)};
+        ClipboardEntry::text("a", kDate, randomness),
+        ClipboardEntry::files({"/a/b.txt"}, kDate, randomness),
+        ClipboardEntry::image(Bytes{1, 2, 3}, kDate, randomness)};
+    for (const auto& entry : entries) {
+        SCOPED_TRACE(kindName(entry.kind));
+        EXPECT_EQ(entry.id, makeUUID(again));
+        EXPECT_NE(entry.id, makeUUID(other));
+    }
+}
+
+TEST_F(ClipboardEntryTest, StoredFormIsAnArrayOfFiveKeyObjects) {
+    const std::vector<ClipboardEntry> entries = {
+        ClipboardEntry::text("say \"hi\"\\ \u00e9\n\t\x01", kDate, randomness),
+        ClipboardEntry::files({"/a/b.txt"}, kDate + std::chrono::milliseconds(500), randomness),
+        ClipboardEntry::image(Bytes{1, 2, 3}, kDate, randomness)};
     const std::string json = asText(encodeClipboardEntries(entries));
 
     const auto document = nlohmann::json::parse(json);
@@ -121,7 +142,7 @@ TEST(ClipboardEntryTest, StoredFormIsAnArrayOfFiveKeyObjects) {
     EXPECT_EQ(asText(encodeClipboardEntries({})), "[]");
 }
 
-TEST(ClipboardEntryTest, ReadingAcceptsAnyCaseOfIdAndExtraKeys) {
+TEST_F(ClipboardEntryTest, ReadingAcceptsAnyCaseOfIdAndExtraKeys) {
     const auto entries = decodeClipboardEntries(
         R"([{"id":"0f8fad5b-d9cb-469f-a165-70867728950e","kind":"text","preview":"p",)"
         R"("payload":"p","date":0,"color":"blue"}])");
@@ -131,7 +152,7 @@ TEST(ClipboardEntryTest, ReadingAcceptsAnyCaseOfIdAndExtraKeys) {
     EXPECT_EQ(entries->front().date, platform::wallTimeFromReferenceDate(0));
 }
 
-TEST(ClipboardEntryTest, AnythingMalformedMakesTheWholeHistoryUnreadable) {
+TEST_F(ClipboardEntryTest, AnythingMalformedMakesTheWholeHistoryUnreadable) {
     const std::string good =
         R"({"id":"0F8FAD5B-D9CB-469F-A165-70867728950E","kind":"text","preview":"p","payload":"p","date":1})";
     const auto without = [&good](const std::string& key) {
@@ -169,10 +190,10 @@ TEST(ClipboardEntryTest, AnythingMalformedMakesTheWholeHistoryUnreadable) {
     }
 }
 
-TEST(ClipboardEntryTest, HugeEntriesRoundTrip) {
+TEST_F(ClipboardEntryTest, HugeEntriesRoundTrip) {
     const std::vector<ClipboardEntry> entries = {
-        ClipboardEntry::text(std::string(8 * 1024 * 1024, 'x'), kDate),
-        ClipboardEntry::image(Bytes(3 * 1024 * 1024, 0xAB), kDate)};
+        ClipboardEntry::text(std::string(8 * 1024 * 1024, 'x'), kDate, randomness),
+        ClipboardEntry::image(Bytes(3 * 1024 * 1024, 0xAB), kDate, randomness)};
     EXPECT_EQ(decodeClipboardEntries(asText(encodeClipboardEntries(entries))), entries);
 }
 

@@ -8,6 +8,7 @@
 #include "clipboard/ClipboardHistoryController.h"
 #include "core/SettingsKeys.h"
 #include "core/SettingsStore.h"
+#include "platform/posix/SeededRandomness.h"
 #include "platform/sim/SimApplication.h"
 #include "platform/sim/SimPasteboard.h"
 #include "platform/sim/SimPresenter.h"
@@ -36,7 +37,7 @@ class ClipboardHistoryControllerTest : public testing::Test {
         history.reset();
         history.emplace(ClipboardHistoryController::Services{
             *mac.platform().pasteboard, settings, mac.dispatch(), *mac.platform().presenter,
-            *mac.platform().application});
+            *mac.platform().application, *mac.platform().randomness});
         history->setEnabled(true);
     }
     void copyText(const std::string& text) {
@@ -59,6 +60,17 @@ TEST_F(ClipboardHistoryControllerTest, OnlyTheNewestEntryStopsADuplicate) {
         copyText(text);
     }
     EXPECT_EQ(previews(), (Previews{" A ", "A", "B", "A"}));
+}
+
+// Ids come from the Mac's randomness, so a run with the same seed stores the same ids.
+TEST_F(ClipboardHistoryControllerTest, EntryIdsAreDrawnFromTheMacsRandomness) {
+    copyText("A");
+    copyText("B");
+    posix::SeededRandomness sameSeed{sim::SimulatedMacOptions{}.randomSeed};
+    const std::string first = makeUUID(sameSeed);
+    ASSERT_EQ(history->entries().size(), 2u);
+    EXPECT_EQ(history->entries()[1].id, first);
+    EXPECT_EQ(history->entries()[0].id, makeUUID(sameSeed));
 }
 
 TEST_F(ClipboardHistoryControllerTest, NothingIsReadUntilThePasteboardChanges) {
@@ -172,7 +184,8 @@ TEST_F(ClipboardHistoryControllerTest, RestoringPutsTheItemBackWithoutRecordingI
 }
 
 TEST_F(ClipboardHistoryControllerTest, AnUndecodableImageLeavesTheClipboardEmpty) {
-    ClipboardEntry broken = ClipboardEntry::image(Bytes(10, 1), mac.dispatch().now());
+    ClipboardEntry broken =
+        ClipboardEntry::image(Bytes(10, 1), mac.dispatch().now(), *mac.platform().randomness);
     broken.payload = std::make_shared<const std::string>("not base64!");
     copyText("before");
     history->restore(broken);

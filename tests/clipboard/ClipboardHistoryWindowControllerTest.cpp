@@ -20,11 +20,13 @@ class ClipboardHistoryWindowControllerTest : public testing::Test {
 
     void SetUp() override {
         const auto now = mac.dispatch().now();
+        auto& randomness = *mac.platform().randomness;
         window.entries = {
-            ClipboardEntry::text("\u00e9cole primaire", now),
-            ClipboardEntry::files({"/Users/me/Projects/Plan.key", "/Users/me/notes.txt"}, now),
-            ClipboardEntry::text(std::string(190, '.') + " hidden", now),
-            ClipboardEntry::text("Meeting at TEN", now),
+            ClipboardEntry::text("\u00e9cole primaire", now, randomness),
+            ClipboardEntry::files({"/Users/me/Projects/Plan.key", "/Users/me/notes.txt"}, now,
+                                  randomness),
+            ClipboardEntry::text(std::string(190, '.') + " hidden", now, randomness),
+            ClipboardEntry::text("Meeting at TEN", now, randomness),
         };
         window.onSelect = [this](const ClipboardEntry& entry) { chosen.push_back(entry.preview); };
         window.applyFilter();
@@ -58,8 +60,9 @@ TEST_F(ClipboardHistoryWindowControllerTest, SearchesPreviewsIgnoringCaseInEvery
 
 TEST_F(ClipboardHistoryWindowControllerTest, ANewListKeepsTheSearch) {
     search("ten");
-    window.entries.insert(window.entries.begin(),
-                          ClipboardEntry::text("ten more", mac.dispatch().now()));
+    window.entries.insert(
+        window.entries.begin(),
+        ClipboardEntry::text("ten more", mac.dispatch().now(), *mac.platform().randomness));
     window.applyFilter();
     EXPECT_EQ(mac.presenter().find("entry")->items, (Previews{"ten more", "Meeting at TEN"}));
 }

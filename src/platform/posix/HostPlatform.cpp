@@ -7,6 +7,7 @@
 #include "platform/posix/PosixProcessInfo.h"
 #include "platform/posix/PosixProcesses.h"
 #include "platform/posix/SecretServiceKeychain.h"
+#include "platform/posix/SeededRandomness.h"
 #include "platform/posix/SystemLog.h"
 
 namespace parvel::posix {
@@ -17,6 +18,7 @@ struct HostPlatform::Services {
 
     SystemLog log;
     PosixDispatch dispatch;
+    SeededRandomness randomness{SeededRandomness::systemSeed()};
     PosixFileSystem fileSystem;
     PlistDefaults defaults;
     PosixProcesses processes;
@@ -29,6 +31,7 @@ HostPlatform::HostPlatform(std::string preferencesDirectory)
     : services_(std::make_unique<Services>(std::move(preferencesDirectory))) {
     platform_.log = &services_->log;
     platform_.dispatch = &services_->dispatch;
+    platform_.randomness = &services_->randomness;
     platform_.defaults = &services_->defaults;
     platform_.processes = &services_->processes;
     platform_.fileSystem = &services_->fileSystem;

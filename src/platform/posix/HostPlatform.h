@@ -7,10 +7,10 @@
 
 namespace parvel::posix {
 
-// The services that are real on this Unix host: dispatch on threads, preferences as plist files in
-// a folder of the caller's choosing, processes and process facts, the file system, HTTPS, the
-// desktop's Secret Service and the system log. Owns them; platform() lends them out. Services
-// only a Mac has stay null.
+// The services that are real on this Unix host: dispatch on threads, randomness seeded from the
+// system, preferences as plist files in a folder of the caller's choosing, processes and process
+// facts, the file system, HTTPS, the desktop's Secret Service and the system log. Owns them;
+// platform() lends them out. Services only a Mac has stay null.
 class HostPlatform {
   public:
     explicit HostPlatform(std::string preferencesDirectory);

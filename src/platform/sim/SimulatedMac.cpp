@@ -13,6 +13,7 @@
 #include "platform/posix/PlistDefaults.h"
 #include "platform/posix/PosixFileSystem.h"
 #include "platform/posix/PosixProcesses.h"
+#include "platform/posix/SeededRandomness.h"
 #include "platform/sim/ProgramBundle.h"
 #include "platform/sim/RecordingDefaults.h"
 #include "platform/sim/SimAccessibility.h"
@@ -110,7 +111,8 @@ struct SimulatedMac::Parts {
           processInfo(options.userId, mac.homeDirectory()),
           presenter(mac.dispatch_, trace),
           application(std::make_unique<SimApplication>(mac.dispatch_, trace)),
-          keychain(&trace) {}
+          keychain(&trace),
+          randomness(options.randomSeed) {}
 
     Trace trace;
     posix::PosixFileSystem files;
@@ -144,6 +146,7 @@ struct SimulatedMac::Parts {
     SimAudio audio{permissions, trace};
     // The network is real: requests leave the simulated Mac (to loopback fakes in tests).
     posix::CurlHttp http;
+    posix::SeededRandomness randomness;
 };
 
 SimulatedMac::SimulatedMac(SimulatedMacOptions options)
@@ -184,6 +187,7 @@ SimulatedMac::SimulatedMac(SimulatedMacOptions options)
     ProgramBundle(parts.files, parts.trace).emulateSetupScript(*systemTools_);
 
     platform_.dispatch = &dispatch_;
+    platform_.randomness = &parts.randomness;
     platform_.defaults = &parts.defaults;
     platform_.processes = &parts.processes;
     platform_.fileSystem = &parts.files;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -44,6 +45,8 @@ struct SimulatedMacOptions {
     unsigned userId = 501;
     std::string bundlePath = "/Applications/ParvelMac.app";
     VirtualDispatch::Options clock;
+    // The same seed gives the same identifiers and shuffles on every run.
+    std::uint64_t randomSeed = 1;
 };
 
 // A simulated Mac: a behavioural model of the system the program runs on (applications and their

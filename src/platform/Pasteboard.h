@@ -29,16 +29,18 @@ class Pasteboard {
     // follow do not change the count again.
     virtual std::int64_t clearContents() = 0;
 
-    // Writes file URLs, one item per path (writeObjects: with NSURLs); false on failure.
+    // Writes only while the contents are ours: each write fails (false) once another application
+    // copied after our last clearContents.
+    // Writes file URLs, one item per path (writeObjects: with NSURLs).
     virtual bool writeFileURLs(const std::vector<std::string>& paths) = 0;
-    // Sets a string for a type on the current item (setString:forType:); false on failure.
+    // Sets a string for a type on the first item (setString:forType:).
     virtual bool setString(std::string_view value, std::string_view type) = 0;
-    // Sets data for a type on the current item (setData:forType:); false on failure.
+    // Sets data for a type on the first item (setData:forType:).
     virtual bool setData(const Bytes& value, std::string_view type) = 0;
 
-    // The string of a type, if the pasteboard holds one (stringForType:).
+    // The text of a type: that of every item holding it, one line each (stringForType:).
     virtual std::optional<std::string> string(std::string_view type) const = 0;
-    // The data of a type, if the pasteboard holds one (dataForType:).
+    // The data of a type from the first item holding it (dataForType:).
     virtual std::optional<Bytes> data(std::string_view type) const = 0;
     // The file URLs on the pasteboard as paths, file URLs only (readObjectsForClasses: NSURL).
     virtual std::vector<std::string> fileURLs() const = 0;

@@ -49,7 +49,8 @@ class WindowServer {
     // CGRequestScreenCaptureAccess: registers the app in the Screen Recording list.
     virtual bool requestScreenCaptureAccess() = 0;
 
-    // The windows, front to back.
+    // The windows, front to back. Without Screen Recording, other applications' windows come
+    // without their titles.
     virtual std::vector<WindowInfo> windowList(WindowListOptions options) const = 0;
     // An image of one window at its best resolution without framing; nothing without Screen
     // Recording or for an unknown window.

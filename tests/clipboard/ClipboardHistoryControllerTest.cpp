@@ -100,7 +100,7 @@ TEST_F(ClipboardHistoryControllerTest, FilesComeFirstThenTextThenImages) {
     mac.pasteboard().copyFiles({"/Users/me/a.txt", "/Users/me/b.txt"});
     tick();
     EXPECT_EQ(history->entries().front().kind, Kind::text) << "files off: Finder's names as text";
-    EXPECT_EQ(history->entries().front().payloadText(), "a.txt");
+    EXPECT_EQ(history->entries().front().payloadText(), "a.txt\nb.txt");
 
     settings.set(keys::clipboardCaptureFilesKey, true);
     settings.set(keys::clipboardCaptureImagesKey, true);

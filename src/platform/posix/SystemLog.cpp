@@ -1,13 +1,10 @@
 #include "platform/posix/SystemLog.h"
 
-#include <cstdio>
 #include <string>
-
-#include <syslog.h>
 
 namespace parvel::posix {
 
-SystemLog::SystemLog() {
+SystemLog::SystemLog(SystemLogOutputs outputs) : outputs_(outputs) {
     openlog("ParvelMac", LOG_PID, LOG_USER);
 }
 
@@ -18,8 +15,8 @@ SystemLog::~SystemLog() {
 void SystemLog::write(std::string_view message) {
     const std::string line = std::string(platform::kLogPrefix) + std::string(message);
     std::scoped_lock lock(mutex_);
-    syslog(LOG_NOTICE, "%s", line.c_str());
-    std::fprintf(stderr, "%s\n", line.c_str());
+    outputs_.logger(LOG_NOTICE, "%s", line.c_str());
+    std::fprintf(outputs_.stream, "%s\n", line.c_str());
 }
 
 }  // namespace parvel::posix

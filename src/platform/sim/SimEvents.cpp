@@ -219,8 +219,11 @@ Result<std::unique_ptr<platform::EventTap>> SimEvents::createTap(platform::TapRe
 void SimEvents::post(const Event& event, platform::EventSource) {
     trace_.record("event", fmt::format("posted {}", describeEvent(event)));
     // Like a posted event entering the HID stream, it reaches the taps after the code that
-    // posted it returns.
-    dispatch_.main().async([this, event] { route(event, "posted"); });
+    // posted it returns; a posted mouse event moves the pointer as the mouse would.
+    dispatch_.main().async([this, event] {
+        trackPointer(event);
+        route(event, "posted");
+    });
 }
 
 std::unique_ptr<platform::EventMonitor> SimEvents::addGlobalMonitor(

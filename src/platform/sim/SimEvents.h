@@ -24,8 +24,9 @@ std::string describeEvent(const platform::Event& event);
 // tail-appended taps after them — then, unless a tap swallowed them, through the event monitors,
 // and reach the frontmost application, which records them. The brightness and keyboard-illumination
 // keys (system-defined events) are the system's own: past the taps, it moves their levels on each
-// key-down and no application receives them. Taps run on the main queue. Creating a tap needs
-// Input Monitoring, and a tap that may change events also needs Accessibility.
+// key-down and no application receives them. Mouse events, from the mouse or posted, move the
+// pointer before any tap sees them. Taps run on the main queue. Creating a tap needs Input
+// Monitoring, and a tap that may change events also needs Accessibility.
 class SimEvents final : public platform::Events {
   public:
     SimEvents(VirtualDispatch& dispatch, Applications& applications, const Displays& displays,

@@ -32,11 +32,23 @@ std::string nameOf(const std::string& path) {
 std::int64_t SimPasteboard::clearContents() {
     items_.clear();
     ++changeCount_;
+    ownChangeCount_ = changeCount_;
     trace_.record("pasteboard", fmt::format("cleared (change count {})", changeCount_));
     return changeCount_;
 }
 
+bool SimPasteboard::mayWrite() {
+    if (ownChangeCount_ == changeCount_) {
+        return true;
+    }
+    trace_.record("pasteboard", "write refused: the contents belong to another application");
+    return false;
+}
+
 bool SimPasteboard::writeFileURLs(const std::vector<std::string>& paths) {
+    if (!mayWrite()) {
+        return false;
+    }
     for (const auto& path : paths) {
         items_.push_back({{{std::string(types::kFileURL), toBytes(fileURLFromPath(path))}}});
         trace_.record("pasteboard", fmt::format("wrote file {}", path));
@@ -56,6 +68,9 @@ bool SimPasteboard::setString(std::string_view value, std::string_view type) {
 }
 
 bool SimPasteboard::setData(const Bytes& value, std::string_view type) {
+    if (!mayWrite()) {
+        return false;
+    }
     auto& representations = firstItem().representations;
     const auto found =
         std::ranges::find(representations, type, &std::pair<std::string, Bytes>::first);
@@ -83,8 +98,15 @@ const Bytes* SimPasteboard::find(std::string_view type) const {
 }
 
 std::optional<std::string> SimPasteboard::string(std::string_view type) const {
-    const Bytes* data = find(type);
-    return data ? std::optional(toString(*data)) : std::nullopt;
+    std::optional<std::string> text;
+    for (const auto& item : items_) {
+        const auto found =
+            std::ranges::find(item.representations, type, &std::pair<std::string, Bytes>::first);
+        if (found != item.representations.end()) {
+            text = text ? *text + "\n" + toString(found->second) : toString(found->second);
+        }
+    }
+    return text;
 }
 
 std::optional<Bytes> SimPasteboard::data(std::string_view type) const {

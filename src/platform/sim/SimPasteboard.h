@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,7 +18,9 @@ struct PasteboardItem {
 
 // The general pasteboard of the simulated Mac. As on the real one, clearing it takes ownership
 // and raises the change count by one; writes after that leave the count alone; a copy in another
-// application clears and writes in one step, so it too raises the count by one.
+// application clears and writes in one step, so it too raises the count by one, and ends our
+// ownership: writes fail until we clear it again. Text of a type reads as the text of every item
+// holding that type, one line each; data of a type comes from the first item holding it.
 class SimPasteboard final : public platform::Pasteboard {
   public:
     explicit SimPasteboard(Trace& trace) : trace_(trace) {}
@@ -43,9 +46,13 @@ class SimPasteboard final : public platform::Pasteboard {
   private:
     PasteboardItem& firstItem();
     const Bytes* find(std::string_view type) const;
+    // True while the contents are ours; a refused write is traced.
+    bool mayWrite();
 
     Trace& trace_;
     std::int64_t changeCount_ = 0;
+    // The change count our last clearContents() gave, while no other application copied since.
+    std::optional<std::int64_t> ownChangeCount_;
     std::vector<PasteboardItem> items_;
 };
 

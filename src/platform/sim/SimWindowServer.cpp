@@ -27,8 +27,10 @@ std::vector<platform::WindowInfo> SimWindowServer::windowList(
             continue;
         }
         const SimApp* owner = applications_.find(window->owner);
-        list.push_back({window->number, window->owner, owner ? owner->spec.name : "", window->title,
-                        window->layer, window->alpha, window->frame, window->onScreen});
+        const bool titleShown = permissions_.screenRecording || window->owner == ownPid_;
+        list.push_back({window->number, window->owner, owner ? owner->spec.name : "",
+                        titleShown ? window->title : "", window->layer, window->alpha,
+                        window->frame, window->onScreen});
     }
     return list;
 }

@@ -11,14 +11,17 @@ struct Permissions;
 
 // The window server of the simulated Mac: the world's windows front to back (higher layers
 // first), generated window images behind the Screen Recording permission, displays and screens.
+// Without Screen Recording the list still holds every window, but only this program's own windows
+// keep their titles.
 class SimWindowServer final : public platform::WindowServer {
   public:
     SimWindowServer(Applications& applications, const Displays& displays, Permissions& permissions,
-                    Trace& trace)
+                    Trace& trace, platform::ProcessId ownPid)
         : applications_(applications),
           displays_(displays),
           permissions_(permissions),
-          trace_(trace) {}
+          trace_(trace),
+          ownPid_(ownPid) {}
 
     bool preflightScreenCaptureAccess() const override;
     bool requestScreenCaptureAccess() override;
@@ -37,6 +40,7 @@ class SimWindowServer final : public platform::WindowServer {
     const Displays& displays_;
     Permissions& permissions_;
     Trace& trace_;
+    platform::ProcessId ownPid_;
 };
 
 }  // namespace parvel::sim

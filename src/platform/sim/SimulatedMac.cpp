@@ -102,7 +102,7 @@ struct SimulatedMac::Parts {
           events(mac.dispatch_, applications, displays, permissions, hardware, trace, kOwnPid),
           workspace(applications, finder, files, trace, mac.homeDirectory() + "/.Trash"),
           accessibility(tree, permissions, trace),
-          windowServer(applications, displays, permissions, trace),
+          windowServer(applications, displays, permissions, trace, kOwnPid),
           processes(applications, files, trace, kOwnPid, hostProcesses),
           appleScript(permissions, trace),
           network(trace),

@@ -257,24 +257,6 @@ TEST_F(WorldTest, ScriptsToFinderNeedAutomationAskedOnce) {
     EXPECT_EQ(unknown.error().number, -2741);
 }
 
-TEST_F(WorldTest, PasteboardChangeCountsRiseOncePerOwnerChange) {
-    auto& pasteboard = *services.pasteboard;
-    const auto start = pasteboard.changeCount();
-    EXPECT_EQ(pasteboard.clearContents(), start + 1);
-    pasteboard.setString("cut", "com.tarnby.parvelmac.file-transfer-mode");
-    pasteboard.writeFileURLs({"/Users/me/a b.txt"});
-    EXPECT_EQ(pasteboard.changeCount(), start + 1) << "writes after clearing keep the count";
-    EXPECT_EQ(pasteboard.fileURLs(), (std::vector<std::string>{"/Users/me/a b.txt"}));
-    EXPECT_EQ(pasteboard.string("com.tarnby.parvelmac.file-transfer-mode"), "cut");
-
-    mac.pasteboard().copyFiles({"/Users/me/x.pdf", "/Users/me/Photos"});
-    EXPECT_EQ(pasteboard.changeCount(), start + 2);
-    EXPECT_EQ(pasteboard.fileURLs(),
-              (std::vector<std::string>{"/Users/me/x.pdf", "/Users/me/Photos"}));
-    EXPECT_EQ(pasteboard.string(platform::pasteboard_types::kString), "x.pdf");
-    EXPECT_FALSE(pasteboard.string("com.tarnby.parvelmac.file-transfer-mode").has_value());
-}
-
 TEST_F(WorldTest, TrashKeepsBothItemsWhenNamesCollide) {
     const std::string desktop = home() + "/Desktop";
     makeFile(desktop + "/report.pdf");

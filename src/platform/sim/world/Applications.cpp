@@ -125,7 +125,7 @@ bool Applications::activate(ProcessId pid) {
     if (app == nullptr || app->terminated || app->spec.policy == ActivationPolicy::Prohibited) {
         return false;
     }
-    app->hidden = false;
+    setHidden(*app, false);
     becomeFrontmost(pid);
     return true;
 }
@@ -141,7 +141,7 @@ void Applications::hide(ProcessId pid) {
     if (app == nullptr || app->terminated || app->hidden) {
         return;
     }
-    app->hidden = true;
+    setHidden(*app, true);
     trace_.record("app", fmt::format("hid {}", app->spec.name));
     if (frontmost_ == pid) {
         chooseNextFrontmost();
@@ -154,7 +154,7 @@ bool Applications::unhide(ProcessId pid) {
         return false;
     }
     if (app->hidden) {
-        app->hidden = false;
+        setHidden(*app, false);
         trace_.record("app", fmt::format("unhid {}", app->spec.name));
     }
     return true;
@@ -212,6 +212,7 @@ ProcessId Applications::relaunch(ProcessId pid) {
     const ProcessId replacement = launch(spec, false);
     for (const auto number : kept) {
         windows_[number].owner = replacement;
+        updateOnScreen(windows_[number]);
     }
     if (wasFrontmost) {
         becomeFrontmost(replacement);
@@ -232,7 +233,7 @@ WindowNumber Applications::openWindow(ProcessId owner, WindowSpec spec) {
     window.layer = spec.layer;
     window.alpha = spec.alpha;
     window.minimized = spec.minimized;
-    window.onScreen = !spec.minimized;
+    updateOnScreen(window);
     windows_.emplace(number, window);
     zOrder_.insert(zOrder_.begin(), number);
     const SimApp* app = find(owner);
@@ -292,11 +293,26 @@ void Applications::setMinimized(WindowNumber number, bool minimized) {
         return;
     }
     target->minimized = minimized;
-    target->onScreen = !minimized;
+    updateOnScreen(*target);
     trace_.record("window",
                   fmt::format("window {} {}", number, minimized ? "minimised" : "restored"));
     if (!minimized) {
         raise(number);
+    }
+}
+
+// A window is on screen unless it is minimised or its application is hidden.
+void Applications::updateOnScreen(SimWindow& window) const {
+    const SimApp* owner = find(window.owner);
+    window.onScreen = !window.minimized && !(owner != nullptr && owner->hidden);
+}
+
+void Applications::setHidden(SimApp& app, bool hidden) {
+    app.hidden = hidden;
+    for (auto& [number, window] : windows_) {
+        if (window.owner == app.pid) {
+            updateOnScreen(window);
+        }
     }
 }
 

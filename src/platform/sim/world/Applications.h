@@ -73,7 +73,8 @@ struct WindowSpec {
 };
 
 // The running applications and their windows: launch order (the system's order), which one is
-// frontmost, the windows' front-to-back order, and the workspace notifications all of that causes.
+// frontmost, the windows' front-to-back order (a hidden application's windows are off screen, as
+// minimised ones are), and the workspace notifications all of that causes.
 // Notifications reach observers on the main queue, as the real workspace posts them there.
 class Applications {
   public:
@@ -145,6 +146,8 @@ class Applications {
     };
 
     void becomeFrontmost(platform::ProcessId pid);
+    void setHidden(SimApp& app, bool hidden);
+    void updateOnScreen(SimWindow& window) const;
     void finishQuitting(platform::ProcessId pid);
     void chooseNextFrontmost();
     platform::ProcessId nextPid() { return nextPid_++; }

@@ -28,6 +28,8 @@ struct ClipboardEntry {
     platform::WallTime date;
 
     const std::string& payloadText() const { return *payload; }
+    // A files entry's paths, in the order they were copied.
+    std::vector<std::string> filePaths() const;
 
     static ClipboardEntry text(std::string copied, platform::WallTime date);
     static ClipboardEntry files(const std::vector<std::string>& paths, platform::WallTime date);

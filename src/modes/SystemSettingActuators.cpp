@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "base/Text.h"
+#include "core/InstalledHelper.h"
 #include "platform/Time.h"
 
 namespace parvel {
@@ -42,6 +43,10 @@ constexpr std::string_view kLowPowerTitle = "Low Power Mode";
 constexpr std::string_view kPowerHelperMissing =
     "The installed power helper is missing. Run Full Reset Build Install once to install it.";
 constexpr std::string_view kLowPowerFailed = "Low Power Mode could not be changed.";
+// Low Power Mode trusts the helper's exit status; display sleep also wants its marker.
+constexpr HelperCommand kLowPowerCommand{installedPowerHelperPath, kExitStatusOnly,
+                                         kPowerHelperMissing, kLowPowerFailed};
+constexpr HelperCommand kDisplaySleepCommand{installedPowerHelperPath, kHelperSuccessMarker};
 constexpr std::string_view kAppearanceTitle = "System Appearance";
 constexpr std::string_view kAppearanceFailed = "macOS would not change the system appearance.";
 constexpr std::string_view kDarkModeScript =
@@ -283,23 +288,12 @@ bool SystemSettingActuators::setLowPowerMode(int battery, int ac, bool showError
     if (currentLowPowerModeState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(installedPowerHelperPath)) {
-        if (showError) {
-            showAlert(std::string(kLowPowerTitle), std::string(kPowerHelperMissing));
-        }
-        return false;
+    const auto ran = runHelper(services_.runner, services_.files, kLowPowerCommand,
+                               {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
+    if (!ran && showError) {
+        showAlert(std::string(kLowPowerTitle), ran.error().description);
     }
-    const auto result = services_.runner.runInstalledHelper(
-        installedPowerHelperPath, {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
-    if (result.success) {
-        return true;
-    }
-    if (showError) {
-        const auto output = trimmedWhitespace(result.output);
-        showAlert(std::string(kLowPowerTitle),
-                  std::string(output.empty() ? kLowPowerFailed : output));
-    }
-    return false;
+    return ran.has_value();
 }
 
 bool SystemSettingActuators::setDisplaySleep(int battery, int ac) {
@@ -308,13 +302,9 @@ bool SystemSettingActuators::setDisplaySleep(int battery, int ac) {
     if (currentDisplaySleepState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(installedPowerHelperPath)) {
-        return false;
-    }
-    const auto result = services_.runner.runInstalledHelper(
-        installedPowerHelperPath,
-        {"displaysleep", std::to_string(wanted.battery), std::to_string(wanted.ac)});
-    return result.success && result.output.find("OK") != std::string::npos;
+    return runHelper(services_.runner, services_.files, kDisplaySleepCommand,
+                     {"displaysleep", std::to_string(wanted.battery), std::to_string(wanted.ac)})
+        .has_value();
 }
 
 bool SystemSettingActuators::currentSystemAppearanceIsDark() const {

@@ -6,6 +6,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Events.h"
 #include "platform/Intents.h"
+#include "platform/KeyCodes.h"
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/WindowServer.h"
@@ -28,8 +29,6 @@ constexpr std::string_view kOpen = "/usr/bin/open";
 constexpr platform::Duration kMenuRefreshInterval = platform::seconds(15);
 constexpr platform::Duration kSettingsPushDelay = platform::seconds(0.05);
 constexpr std::string_view kPasteFailedMessage = "Could not paste items";
-
-constexpr std::int64_t kSpaceKeyCode = 49;
 
 // The stored value when the key holds a string, else the fallback. The two call sites use
 // different fallbacks on purpose: "Launchpad" when the interface is built, "Default" when the
@@ -282,7 +281,7 @@ void AppDelegate::performLeftOptionAction(const std::string& mode) {
             platform::Event key;
             key.type = type;
             key.flags = platform::event_flags::kCommand;
-            key.setField(platform::EventField::KeyboardEventKeycode, kSpaceKeyCode);
+            key.setField(platform::EventField::KeyboardEventKeycode, platform::key_code::kSpace);
             platform_.events->post(key, platform::EventSource::HIDSystemState);
         }
     }

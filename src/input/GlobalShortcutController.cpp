@@ -6,25 +6,20 @@
 #include <variant>
 
 #include "finder/FinderSupport.h"
+#include "platform/KeyCodes.h"
 
 namespace parvel {
 
 using platform::EventFlags;
 using platform::EventType;
 namespace flags = platform::event_flags;
+namespace key_code = platform::key_code;
 
 namespace {
 
 constexpr std::string_view kFinderIdentifier = FinderSupport::kFinderIdentifier;
 constexpr platform::Duration kRetryInterval = platform::seconds(2.0);
 constexpr platform::Duration kDeleteDebounce = platform::seconds(0.35);
-
-constexpr std::int64_t kKeyX = 7;
-constexpr std::int64_t kKeyC = 8;
-constexpr std::int64_t kKeyV = 9;
-constexpr std::int64_t kKeyDelete = 51;
-constexpr std::int64_t kKeyLeftOption = 58;
-constexpr std::int64_t kKeyForwardDelete = 117;
 
 constexpr std::array<std::string_view, 4> kTextEditingRoles = {"AXTextField", "AXTextArea",
                                                                "AXSearchField", "AXComboBox"};
@@ -148,11 +143,11 @@ bool GlobalShortcutController::handleKeyDown(const platform::Event& event) {
 
 bool GlobalShortcutController::handleFinderFileKey(std::int64_t keyCode) {
     std::string action;
-    if (keyCode == kKeyX) {
+    if (keyCode == key_code::kX) {
         action = "cut";
-    } else if (keyCode == kKeyC) {
+    } else if (keyCode == key_code::kC) {
         action = "copy";
-    } else if (keyCode == kKeyV && shouldHandleFinderPaste && shouldHandleFinderPaste()) {
+    } else if (keyCode == key_code::kV && shouldHandleFinderPaste && shouldHandleFinderPaste()) {
         action = "paste";
     } else {
         return false;
@@ -168,7 +163,7 @@ bool GlobalShortcutController::handleFinderFileKey(std::int64_t keyCode) {
 // Fires on the press of the left Option key only, once per press; its flags-changed events never
 // reach other applications outside the "Default" mode.
 bool GlobalShortcutController::handleLeftOption(const platform::Event& event) {
-    if (keyCodeOf(event) != kKeyLeftOption || leftOptionMode == "Default") {
+    if (keyCodeOf(event) != key_code::kLeftOption || leftOptionMode == "Default") {
         return false;
     }
     if ((event.flags & flags::kAlternate) == 0) {
@@ -189,7 +184,7 @@ bool GlobalShortcutController::handleLeftOption(const platform::Event& event) {
 
 bool GlobalShortcutController::triggerDeleteIfAppropriate(std::int64_t keyCode,
                                                           EventFlags eventFlags) {
-    if ((keyCode != kKeyForwardDelete && keyCode != kKeyDelete) ||
+    if ((keyCode != key_code::kForwardDelete && keyCode != key_code::kDelete) ||
         (eventFlags & (flags::kCommand | flags::kControl)) != 0) {
         return false;
     }

@@ -10,6 +10,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Dispatch.h"
 #include "platform/Events.h"
+#include "platform/KeyCodes.h"
 #include "platform/Workspace.h"
 
 namespace parvel {
@@ -44,7 +45,7 @@ class GlobalShortcutController {
     bool clipboardEnabled = false;
     bool windowsDeleteEnabled = false;
     bool cuttingEnabled = true;
-    std::int64_t clipboardKeyCode = 9;
+    std::int64_t clipboardKeyCode = platform::key_code::kV;
     platform::EventFlags clipboardFlags = 0x60000;
     std::function<void()> onClipboard;
     std::function<void()> onWindowsDelete;

@@ -9,9 +9,12 @@
 
 #include "base/Text.h"
 #include "core/InstalledHelper.h"
+#include "platform/KeyCodes.h"
 #include "platform/Time.h"
 
 namespace parvel {
+
+namespace special_key = platform::special_key;
 
 namespace {
 
@@ -20,13 +23,6 @@ constexpr std::string_view kPmset = "/usr/bin/pmset";
 
 // The helper and the key simulation both work on the 16 steps of the brightness keys.
 constexpr int kLevelSteps = 16;
-constexpr int kBrightnessDownKey = 3;
-constexpr int kBrightnessUpKey = 2;
-constexpr int kIlluminationDownKey = 22;
-constexpr int kIlluminationUpKey = 21;
-constexpr std::int64_t kSpecialKeySubtype = 8;
-constexpr std::int64_t kKeyDownState = 0x0a00;
-constexpr std::int64_t kKeyUpState = 0x0b00;
 
 // A keyboard level read back further than this from the one set did not take.
 constexpr double kKeyboardTolerance = 0.08;
@@ -209,7 +205,7 @@ void SystemSettingActuators::relaunchDock() {
 void SystemSettingActuators::setDisplayBrightness(double level) {
     level = std::clamp(level, 0.0, 1.0);
     if (!runModeHelper({"display-set", levelArgument(level)})) {
-        simulateLevelKeys(kBrightnessDownKey, kBrightnessUpKey, level);
+        simulateLevelKeys(special_key::kBrightnessDown, special_key::kBrightnessUp, level);
     }
 }
 
@@ -222,19 +218,20 @@ void SystemSettingActuators::setKeyboardBrightness(double level) {
             return;
         }
     }
-    simulateLevelKeys(kIlluminationDownKey, kIlluminationUpKey, level);
+    simulateLevelKeys(special_key::kIlluminationDown, special_key::kIlluminationUp, level);
 }
 
-void SystemSettingActuators::simulateLevelKeys(int downKey, int upKey, double level) {
+void SystemSettingActuators::simulateLevelKeys(std::int64_t downKey, std::int64_t upKey,
+                                               double level) {
     const int upPresses = int(std::lround(level * kLevelSteps));
     services_.dispatch.main().async(lifetime_.guard([this, downKey, upKey, upPresses] {
-        const auto press = [this](int keyCode) {
-            for (const auto state : {kKeyDownState, kKeyUpState}) {
+        const auto press = [this](std::int64_t keyCode) {
+            for (const auto state : {special_key::kDownState, special_key::kUpState}) {
                 platform::Event event;
                 event.type = platform::EventType::SystemDefined;
-                event.subtype = kSpecialKeySubtype;
+                event.subtype = special_key::kEventSubtype;
                 event.timestamp = std::uint64_t(services_.dispatch.uptime().count());
-                event.data1 = (std::int64_t(keyCode) << 16) | state;
+                event.data1 = special_key::data1(keyCode, state);
                 event.data2 = -1;
                 services_.events.post(event, platform::EventSource::None);
             }

@@ -30,11 +30,13 @@ constexpr platform::Duration kMenuRefreshInterval = platform::seconds(15);
 constexpr platform::Duration kSettingsPushDelay = platform::seconds(0.05);
 constexpr std::string_view kPasteFailedMessage = "Could not paste items";
 
-// The stored value when the key holds a string, else the fallback. The two call sites use
-// different fallbacks on purpose: "Launchpad" when the interface is built, "Default" when the
-// settings are applied again.
-std::string leftOptionMode(const SettingsStore& settings, std::string_view fallback) {
-    return settings.stringOr(keys::leftOptionHookModeKey, fallback);
+// The stored mode when the key holds a string, else the fallback. The two call sites use
+// different fallbacks on purpose: Launchpad when the interface is built, the system's own
+// behaviour when the settings are applied again.
+LeftOptionMode storedLeftOptionMode(const SettingsStore& settings, LeftOptionMode fallback) {
+    const auto stored = settings.object(keys::leftOptionHookModeKey);
+    const auto name = stored ? stored->asString() : std::nullopt;
+    return name ? leftOptionModeNamed(*name) : fallback;
 }
 
 }  // namespace
@@ -192,7 +194,7 @@ void AppDelegate::startMainUI(bool showWindow) {
     mainUIStarted_ = true;
     shortcuts_.clipboardEnabled = settingsStore_.boolValue(keys::clipboardHistoryEnabledKey);
     shortcuts_.windowsDeleteEnabled = settingsStore_.boolValue(keys::windowsStyleDeleteEnabledKey);
-    configureShortcutKeys("Launchpad");
+    configureShortcutKeys(LeftOptionMode::launchpad);
     installShortcutCallbacks();
     keyboardRemap_.rules = loadKeyRemaps();
     statusMenu_.setupMenuBar(statusMenuActions());
@@ -225,10 +227,10 @@ StatusMenuController::Actions AppDelegate::statusMenuActions() {
     };
 }
 
-void AppDelegate::configureShortcutKeys(std::string_view leftOptionFallback) {
+void AppDelegate::configureShortcutKeys(LeftOptionMode leftOptionFallback) {
     shortcuts_.clipboardKeyCode = settingsStore_.clipboardShortcutKeyCode();
     shortcuts_.clipboardFlags = settingsStore_.clipboardShortcutFlags();
-    shortcuts_.leftOptionMode = leftOptionMode(settingsStore_, leftOptionFallback);
+    shortcuts_.leftOptionMode = storedLeftOptionMode(settingsStore_, leftOptionFallback);
 }
 
 void AppDelegate::installShortcutCallbacks() {
@@ -237,19 +239,29 @@ void AppDelegate::installShortcutCallbacks() {
         weakly([this] { windowsStyleDelete_.confirmWindowsStyleDelete(); });
     shortcuts_.shouldHandleFinderPaste = [this] { return finderUpgrades_.hasManagedTransfer(); };
     shortcuts_.onFinderFileShortcut =
-        weakly([this](const std::string& action) { performFinderFileShortcut(action); });
+        weakly([this](FinderFileShortcut shortcut) { performFinderFileShortcut(shortcut); });
     shortcuts_.onLeftOptionAction =
-        weakly([this](const std::string& mode) { performLeftOptionAction(mode); });
+        weakly([this](LeftOptionMode mode) { performLeftOptionAction(mode); });
 }
 
-void AppDelegate::performFinderFileShortcut(const std::string& action) {
-    if (action == "cut" || action == "copy") {
-        if (!finderUpgrades_.captureSelection(action == "cut" ? TransferOperation::cut
-                                                              : TransferOperation::copy)) {
-            platform_.application->beep();
-        }
-    } else if (action == "paste") {
-        pasteManagedItems();
+void AppDelegate::performFinderFileShortcut(FinderFileShortcut shortcut) {
+    switch (shortcut) {
+        case FinderFileShortcut::cut:
+            captureFinderSelection(TransferOperation::cut);
+            break;
+        case FinderFileShortcut::copy:
+            captureFinderSelection(TransferOperation::copy);
+            break;
+        case FinderFileShortcut::paste:
+            pasteManagedItems();
+            break;
+    }
+}
+
+// From the keyboard, a selection that cannot be taken sounds the system beep.
+void AppDelegate::captureFinderSelection(TransferOperation operation) {
+    if (!finderUpgrades_.captureSelection(operation)) {
+        platform_.application->beep();
     }
 }
 
@@ -273,17 +285,33 @@ void AppDelegate::pasteManagedItems() {
     }
 }
 
-void AppDelegate::performLeftOptionAction(const std::string& mode) {
-    if (mode == "Launchpad") {
-        (void)runner_.launchDetached(kOpen, {"-a", "Launchpad"});
-    } else if (mode == "Spotlight") {
-        for (const auto type : {platform::EventType::KeyDown, platform::EventType::KeyUp}) {
-            platform::Event key;
-            key.type = type;
-            key.flags = platform::event_flags::kCommand;
-            key.setField(platform::EventField::KeyboardEventKeycode, platform::key_code::kSpace);
-            platform_.events->post(key, platform::EventSource::HIDSystemState);
-        }
+void AppDelegate::performLeftOptionAction(LeftOptionMode mode) {
+    switch (mode) {
+        case LeftOptionMode::launchpad:
+            openLaunchpad();
+            break;
+        case LeftOptionMode::spotlight:
+            postSpotlightShortcut();
+            break;
+        case LeftOptionMode::systemDefault:
+        case LeftOptionMode::unrecognised:
+            break;
+    }
+}
+
+void AppDelegate::openLaunchpad() {
+    // Launchpad not opening is no error worth telling: the key press simply does nothing.
+    (void)runner_.launchDetached(kOpen, {"-a", "Launchpad"});
+}
+
+// Command+Space, as the keyboard would send it.
+void AppDelegate::postSpotlightShortcut() {
+    for (const auto type : {platform::EventType::KeyDown, platform::EventType::KeyUp}) {
+        platform::Event key;
+        key.type = type;
+        key.flags = platform::event_flags::kCommand;
+        key.setField(platform::EventField::KeyboardEventKeycode, platform::key_code::kSpace);
+        platform_.events->post(key, platform::EventSource::HIDSystemState);
     }
 }
 
@@ -363,7 +391,7 @@ void AppDelegate::applyPersistedRuntimeSettings() {
     advancedTaskSwitcher_.start();
     applySwitch(mouseSideButtons_, settingsStore_.boolOr(keys::mouseSideButtonsEnabledKey, true));
     applySwitch(autoScroll_, settingsStore_.boolOr(keys::autoScrollEnabledKey, true));
-    configureShortcutKeys("Default");
+    configureShortcutKeys(LeftOptionMode::systemDefault);
     shortcuts_.start();
     if (settings_) {
         settings_->refreshPermissionStatus();

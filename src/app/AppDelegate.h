@@ -90,12 +90,15 @@ class AppDelegate final : public platform::ApplicationDelegate {
     bool hasArgument(std::string_view argument) const;
     void unregisterLoginAgentAndQuit();
     void runStartupModeDecision(bool background);
-    void configureShortcutKeys(std::string_view leftOptionFallback);
+    void configureShortcutKeys(LeftOptionMode leftOptionFallback);
     void installShortcutCallbacks();
-    void performFinderFileShortcut(const std::string& action);
+    void performFinderFileShortcut(FinderFileShortcut shortcut);
+    void captureFinderSelection(TransferOperation operation);
     // Pastes the pending cut or copy into Finder's folder; failures in one alert.
     void pasteManagedItems();
-    void performLeftOptionAction(const std::string& mode);
+    void performLeftOptionAction(LeftOptionMode mode);
+    void openLaunchpad();
+    void postSpotlightShortcut();
     void wireSystemModes();
     StatusMenuController::Actions statusMenuActions();
     void setupSettingsWindow();

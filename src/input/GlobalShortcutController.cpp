@@ -28,7 +28,22 @@ std::int64_t keyCodeOf(const platform::Event& event) {
     return event.field(platform::EventField::KeyboardEventKeycode);
 }
 
+constexpr std::pair<std::string_view, LeftOptionMode> kLeftOptionModeNames[] = {
+    {"Default", LeftOptionMode::systemDefault},
+    {"Launchpad", LeftOptionMode::launchpad},
+    {"Spotlight", LeftOptionMode::spotlight},
+};
+
 }  // namespace
+
+LeftOptionMode leftOptionModeNamed(std::string_view name) {
+    for (const auto& [modeName, mode] : kLeftOptionModeNames) {
+        if (modeName == name) {
+            return mode;
+        }
+    }
+    return LeftOptionMode::unrecognised;
+}
 
 GlobalShortcutController::GlobalShortcutController(Services services) : services_(services) {}
 
@@ -142,28 +157,41 @@ bool GlobalShortcutController::handleKeyDown(const platform::Event& event) {
 }
 
 bool GlobalShortcutController::handleFinderFileKey(std::int64_t keyCode) {
-    std::string action;
-    if (keyCode == key_code::kX) {
-        action = "cut";
-    } else if (keyCode == key_code::kC) {
-        action = "copy";
-    } else if (keyCode == key_code::kV && shouldHandleFinderPaste && shouldHandleFinderPaste()) {
-        action = "paste";
-    } else {
+    const auto shortcut = finderFileShortcutFor(keyCode);
+    if (!shortcut) {
         return false;
     }
-    runOnMain([this, action] {
+    runOnMain([this, shortcut = *shortcut] {
         if (onFinderFileShortcut) {
-            onFinderFileShortcut(action);
+            onFinderFileShortcut(shortcut);
         }
     });
     return true;
 }
 
+// Command+V is taken over only while a cut or copy of ours waits; otherwise Finder pastes.
+std::optional<FinderFileShortcut> GlobalShortcutController::finderFileShortcutFor(
+    std::int64_t keyCode) const {
+    switch (keyCode) {
+        case key_code::kX:
+            return FinderFileShortcut::cut;
+        case key_code::kC:
+            return FinderFileShortcut::copy;
+        case key_code::kV:
+            if (shouldHandleFinderPaste && shouldHandleFinderPaste()) {
+                return FinderFileShortcut::paste;
+            }
+            return std::nullopt;
+        default:
+            return std::nullopt;
+    }
+}
+
 // Fires on the press of the left Option key only, once per press; its flags-changed events never
-// reach other applications outside the "Default" mode.
+// reach other applications unless the key keeps its system behaviour.
 bool GlobalShortcutController::handleLeftOption(const platform::Event& event) {
-    if (keyCodeOf(event) != key_code::kLeftOption || leftOptionMode == "Default") {
+    if (keyCodeOf(event) != key_code::kLeftOption ||
+        leftOptionMode == LeftOptionMode::systemDefault) {
         return false;
     }
     if ((event.flags & flags::kAlternate) == 0) {

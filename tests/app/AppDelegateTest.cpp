@@ -146,9 +146,19 @@ TEST_F(AppDelegateTest, QuittingEndsAChargeFullOnceCycle) {
 TEST_F(AppDelegateTest, UnreadableLeftOptionModeFallsBackDifferentlyAtStartAndOnReapplying) {
     store(keys::leftOptionHookModeKey, std::int64_t{5});
     launch();
-    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Launchpad");
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, LeftOptionMode::launchpad);
     mac.dispatch().advance(kSettingsPushDelay);
-    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Default");
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, LeftOptionMode::systemDefault);
+}
+
+TEST_F(AppDelegateTest, AnUnknownLeftOptionModeTakesTheKeyAndDoesNothing) {
+    store(keys::leftOptionHookModeKey, std::string("Mission Control"));
+    launch();
+    mac.dispatch().advance(kSettingsPushDelay);
+    const auto runsBefore = mac.processes().invocations().size();
+    pressLeftOptionInFinder();
+    EXPECT_TRUE(keysReceivedByFinder().empty());
+    EXPECT_EQ(mac.processes().invocations().size(), runsBefore);
 }
 
 TEST_F(AppDelegateTest, LeftOptionInSpotlightModePostsCommandSpaceDownAndUp) {

@@ -69,6 +69,19 @@ class AppDelegateTest : public testing::Test {
     }
 };
 
+// The window server is first needed long after the controllers are built, at the permission
+// test; a missing one must stop the delegate at once rather than crash it then.
+TEST_F(AppDelegateTest, AnAdapterWithoutAServiceIsRefusedByName) {
+    platform::Platform lacking = mac.platform();
+    lacking.windowServer = nullptr;
+    try {
+        AppDelegate refused(lacking);
+        ADD_FAILURE() << "built without a window server";
+    } catch (const std::logic_error& error) {
+        EXPECT_STREQ(error.what(), "this platform adapter has no window server service");
+    }
+}
+
 TEST_F(AppDelegateTest, BatterySaverKeepsDockPreviewsOffWithoutChangingTheChoice) {
     const struct {
         const char* mode;

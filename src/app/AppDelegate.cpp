@@ -181,6 +181,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::unregisterLoginAgentAndQuit() {
     const std::string plist = loginAgent_.agentPlistPath();
     runner_.runProcess(kLaunchctl, {"bootout", loginAgent_.userDomain(), plist});
+    // The process quits at once with no window to report in; launchd has let go of the agent.
     (void)services_.fileSystem.removeItem(plist);
     services_.application.terminate();
 }
@@ -372,6 +373,8 @@ void AppDelegate::applyPersistedRuntimeSettings() {
     const bool hiddenFilesVisible = settingsStore_.boolValue(keys::hiddenFilesVisibleKey);
     services_.dispatch.global(QualityOfService::Utility)
         .async(weakly([this, doubleTapDrag, hiddenFilesVisible] {
+            // Re-applied at every launch; a trackpad preference that cannot be written stays as
+            // the system has it.
             (void)trackpadDrag_.setEnabled(doubleTapDrag);
             desktopEnhancements_.setHiddenFilesVisible(hiddenFilesVisible);
         }));

@@ -32,9 +32,8 @@ enum class HelperFailure : std::int64_t { missing = 1, failed = 2 };
 // Runs a helper once: it must be an executable file, exit with status 0 and print its success
 // marker. On failure the description is the command's missing text, or the helper's trimmed
 // output, or the command's failed text when it printed nothing. Blocks while the helper runs.
-[[nodiscard]] Result<void> runHelper(const ProcessRunner& runner, const platform::FileSystem& files,
-                                     const HelperCommand& command,
-                                     const ProcessRunner::Arguments& arguments);
+Result<void> runHelper(const ProcessRunner& runner, const platform::FileSystem& files,
+                       const HelperCommand& command, const ProcessRunner::Arguments& arguments);
 
 // Whether a helper failed because it is not installed.
 bool isHelperMissing(const Error& error);

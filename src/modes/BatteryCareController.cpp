@@ -213,6 +213,7 @@ void BatteryCareController::evaluatePreserveBatteryHealth(const BatterySnapshot&
 
 void BatteryCareController::sleepMacForBatteryProtection() {
     if (!services_.runner.launchDetached(kPmset, {"sleepnow"})) {
+        // The last way there is: if it fails too, the check stays disarmed until the next charge.
         (void)services_.appleScript.run(kSleepScript);
     }
 }

@@ -47,7 +47,7 @@ class LowDataModeController {
 
   private:
     // A failure's description is the text to show.
-    [[nodiscard]] Result<void> runLowDataHelper(bool on) const;
+    Result<void> runLowDataHelper(bool on) const;
     void showFailure(std::string text);
     void setSwitchFromMain(bool on);
 

@@ -35,7 +35,7 @@ struct ShortcutsOnTheSimulatedMac {
         shortcuts.windowsDeleteEnabled = true;
         shortcuts.clipboardKeyCode = 6;
         shortcuts.clipboardFlags = flags::kControl | flags::kShift;
-        shortcuts.leftOptionMode = "Spotlight";
+        shortcuts.leftOptionMode = LeftOptionMode::spotlight;
         mac.finder().openWindow(mac.homeDirectory() + "/Documents");
     }
 };

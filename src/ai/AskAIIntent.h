@@ -25,7 +25,8 @@ class AskAIIntent {
     platform::IntentDescription description() const;
     // Asks the question as it is; a failure becomes the error's description, which the system
     // shows or speaks.
-    std::expected<platform::IntentResult, std::string> perform(std::string_view question) const;
+    [[nodiscard]] std::expected<platform::IntentResult, std::string> perform(
+        std::string_view question) const;
 
   private:
     const ChatGPTService& service_;

@@ -6,6 +6,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Events.h"
 #include "platform/Intents.h"
+#include "platform/KeyCodes.h"
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/WindowServer.h"
@@ -29,67 +30,79 @@ constexpr platform::Duration kMenuRefreshInterval = platform::seconds(15);
 constexpr platform::Duration kSettingsPushDelay = platform::seconds(0.05);
 constexpr std::string_view kPasteFailedMessage = "Could not paste items";
 
-constexpr std::int64_t kSpaceKeyCode = 49;
-
-// The stored value when the key holds a string, else the fallback. The two call sites use
-// different fallbacks on purpose: "Launchpad" when the interface is built, "Default" when the
-// settings are applied again.
-std::string leftOptionMode(const SettingsStore& settings, std::string_view fallback) {
-    return settings.stringOr(keys::leftOptionHookModeKey, fallback);
+// The stored mode when the key holds a string, else the fallback. The two call sites use
+// different fallbacks on purpose: Launchpad when the interface is built, the system's own
+// behaviour when the settings are applied again.
+LeftOptionMode storedLeftOptionMode(const SettingsStore& settings, LeftOptionMode fallback) {
+    const auto stored = settings.object(keys::leftOptionHookModeKey);
+    const auto name = stored ? stored->asString() : std::nullopt;
+    return name ? leftOptionModeNamed(*name) : fallback;
 }
 
 }  // namespace
 
+AppDelegate::Services AppDelegate::Services::resolve(const platform::Platform& platform) {
+    return {.dispatch = need(platform.dispatch, "dispatch"),
+            .defaults = need(platform.defaults, "defaults"),
+            .processes = need(platform.processes, "processes"),
+            .fileSystem = need(platform.fileSystem, "file system"),
+            .workspace = need(platform.workspace, "workspace"),
+            .accessibility = need(platform.accessibility, "accessibility"),
+            .events = need(platform.events, "events"),
+            .windowServer = need(platform.windowServer, "window server"),
+            .pasteboard = need(platform.pasteboard, "pasteboard"),
+            .appleScript = need(platform.appleScript, "AppleScript"),
+            .keychain = need(platform.keychain, "keychain"),
+            .networkPath = need(platform.networkPath, "network path"),
+            .http = need(platform.http, "http"),
+            .bundle = need(platform.bundle, "bundle"),
+            .processInfo = need(platform.processInfo, "process info"),
+            .log = need(platform.log, "log"),
+            .application = need(platform.application, "application"),
+            .presenter = need(platform.presenter, "presenter"),
+            .intents = need(platform.intents, "intents"),
+            .randomness = need(platform.randomness, "randomness")};
+}
+
 AppDelegate::AppDelegate(const platform::Platform& platform)
-    : platform_(platform),
-      settingsStore_(need(platform.defaults, "defaults")),
-      runner_(need(platform.processes, "processes")),
-      keychain_(need(platform.keychain, "keychain")),
-      chatGPT_(settingsStore_, keychain_, need(platform.http, "http"),
-               need(platform.processInfo, "process info"), need(platform.log, "log")),
+    : services_(Services::resolve(platform)),
+      settingsStore_(services_.defaults),
+      runner_(services_.processes),
+      keychain_(services_.keychain),
+      chatGPT_(settingsStore_, keychain_, services_.http, services_.processInfo, services_.log),
       askAI_(chatGPT_),
-      loginAgent_(settingsStore_, runner_, need(platform.fileSystem, "file system"),
-                  need(platform.processInfo, "process info"), need(platform.log, "log"),
-                  need(platform.presenter, "presenter")),
+      loginAgent_(settingsStore_, runner_, services_.fileSystem, services_.processInfo,
+                  services_.log, services_.presenter),
       installedComponents_(std::make_shared<InstalledComponents>(
-          need(platform.bundle, "bundle"), need(platform.fileSystem, "file system"), runner_,
-          need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
-          need(platform.log, "log"))),
-      lowDataPathMonitor_(need(platform.networkPath, "network path").makeMonitor()),
-      lowDataMonitorQueue_(
-          need(platform.dispatch, "dispatch")
-              .makeSerialQueue("com.tarnby.parvelmac.lowDataMonitor", QualityOfService::Default)),
-      actuators_({runner_, *platform.fileSystem, *platform.bundle, need(platform.events, "events"),
-                  *platform.dispatch, *platform.presenter,
-                  need(platform.application, "application"),
-                  need(platform.appleScript, "AppleScript")}),
-      lowDataMode_({runner_, *platform.fileSystem, *lowDataPathMonitor_, *platform.dispatch,
-                    *platform.presenter, actuators_}),
+          services_.bundle, services_.fileSystem, runner_, services_.dispatch, services_.presenter,
+          services_.log)),
+      lowDataPathMonitor_(services_.networkPath.makeMonitor()),
+      lowDataMonitorQueue_(services_.dispatch.makeSerialQueue("com.tarnby.parvelmac.lowDataMonitor",
+                                                              QualityOfService::Default)),
+      actuators_({runner_, services_.fileSystem, services_.bundle, services_.events,
+                  services_.dispatch, services_.presenter, services_.application,
+                  services_.appleScript}),
+      lowDataMode_({runner_, services_.fileSystem, *lowDataPathMonitor_, services_.dispatch,
+                    services_.presenter, actuators_}),
       systemModes_(
-          {settingsStore_, actuators_, lowDataMode_, quitNoWindowsDelay_, *platform.dispatch}),
-      batteryCare_({settingsStore_, runner_, *platform.fileSystem, *platform.dispatch,
-                    *platform.presenter, *platform.application, *platform.appleScript}),
-      finderSupport_(
-          {need(platform.appleScript, "AppleScript"), need(platform.accessibility, "accessibility"),
-           need(platform.workspace, "workspace"), need(platform.processInfo, "process info")}),
-      windowsStyleDelete_({finderSupport_, *platform.accessibility, *platform.workspace,
-                           need(platform.presenter, "presenter"), need(platform.events, "events"),
-                           need(platform.application, "application")}),
-      clipboardHistory_({need(platform.pasteboard, "pasteboard"), settingsStore_,
-                         need(platform.dispatch, "dispatch"), need(platform.presenter, "presenter"),
-                         need(platform.application, "application"),
-                         need(platform.randomness, "randomness")}),
-      shortcuts_({need(platform.accessibility, "accessibility"), need(platform.events, "events"),
-                  need(platform.workspace, "workspace"), need(platform.dispatch, "dispatch")}),
-      finderUpgrades_({finderSupport_, need(platform.pasteboard, "pasteboard"),
-                       need(platform.fileSystem, "file system"), *platform.presenter,
-                       *platform.workspace, *platform.application}),
-      statusMenu_(settingsStore_, need(platform.bundle, "bundle"),
-                  need(platform.presenter, "presenter")),
-      updateCheckQueue_(platform.dispatch->makeSerialQueue("com.tarnby.parvelmac.updateCheck",
+          {settingsStore_, actuators_, lowDataMode_, quitNoWindowsDelay_, services_.dispatch}),
+      batteryCare_({settingsStore_, runner_, services_.fileSystem, services_.dispatch,
+                    services_.presenter, services_.application, services_.appleScript}),
+      finderSupport_({services_.appleScript, services_.accessibility, services_.workspace,
+                      services_.processInfo}),
+      windowsStyleDelete_({finderSupport_, services_.accessibility, services_.workspace,
+                           services_.presenter, services_.events, services_.application}),
+      clipboardHistory_({services_.pasteboard, settingsStore_, services_.dispatch,
+                         services_.presenter, services_.application, services_.randomness}),
+      shortcuts_(
+          {services_.accessibility, services_.events, services_.workspace, services_.dispatch}),
+      finderUpgrades_({finderSupport_, services_.pasteboard, services_.fileSystem,
+                       services_.presenter, services_.workspace, services_.application}),
+      statusMenu_(settingsStore_, services_.bundle, services_.presenter),
+      updateCheckQueue_(services_.dispatch.makeSerialQueue("com.tarnby.parvelmac.updateCheck",
                                                            QualityOfService::Utility)) {
     // The Ask AI action is offered to the system whether or not the features may start.
-    need(platform.intents, "intents").registerIntent(askAI_.description());
+    services_.intents.registerIntent(askAI_.description());
     wireSystemModes();
 }
 
@@ -111,18 +124,18 @@ AppDelegate::~AppDelegate() {
 }
 
 bool AppDelegate::permissionsPresent() const {
-    return platform_.accessibility->isProcessTrusted() &&
-           platform_.windowServer->preflightScreenCaptureAccess() &&
-           platform_.events->preflightListenEventAccess();
+    return services_.accessibility.isProcessTrusted() &&
+           services_.windowServer.preflightScreenCaptureAccess() &&
+           services_.events.preflightListenEventAccess();
 }
 
 bool AppDelegate::hasArgument(std::string_view argument) const {
-    const auto arguments = platform_.processInfo->arguments();
+    const auto arguments = services_.processInfo.arguments();
     return std::ranges::find(arguments, argument) != arguments.end();
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-    platform_.application->setActivationPolicy(ActivationPolicy::Accessory);
+    services_.application.setActivationPolicy(ActivationPolicy::Accessory);
     if (hasArgument(kUnregisterSwitch)) {
         unregisterLoginAgentAndQuit();
         return;
@@ -132,18 +145,18 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (!permissionsPresent()) {
         // Nothing starts in this process; the gate relaunches a new one once everything is granted.
         if (background) {
-            platform_.log->write("startup deferred; required macOS permissions missing");
+            services_.log.write("startup deferred; required macOS permissions missing");
         } else if (!permissionGate_) {
             permissionGate_ = std::make_unique<PermissionGateWindowController>(
                 PermissionGateWindowController::Services{
-                    *platform_.presenter, *platform_.application, *platform_.accessibility,
-                    *platform_.windowServer, *platform_.events, *platform_.appleScript,
-                    *platform_.workspace, *platform_.dispatch, *platform_.bundle, runner_});
+                    services_.presenter, services_.application, services_.accessibility,
+                    services_.windowServer, services_.events, services_.appleScript,
+                    services_.workspace, services_.dispatch, services_.bundle, runner_});
             permissionGate_->begin();
         }
         return;
     }
-    menuRefreshTimer_ = platform_.dispatch->main().scheduleRepeating(
+    menuRefreshTimer_ = services_.dispatch.main().scheduleRepeating(
         {.startDelay = kMenuRefreshInterval, .interval = kMenuRefreshInterval, .commonModes = true},
         weakly([this] { statusMenu_.updateMenuStates(); }));
     startMainUI(!background);
@@ -169,8 +182,9 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::unregisterLoginAgentAndQuit() {
     const std::string plist = loginAgent_.agentPlistPath();
     runner_.runProcess(kLaunchctl, {"bootout", loginAgent_.userDomain(), plist});
-    (void)platform_.fileSystem->removeItem(plist);
-    platform_.application->terminate();
+    // The process quits at once with no window to report in; launchd has let go of the agent.
+    (void)services_.fileSystem.removeItem(plist);
+    services_.application.terminate();
 }
 
 // The stored mode is re-applied off the main thread, a fresh baseline captured first in Normal.
@@ -179,8 +193,8 @@ void AppDelegate::runStartupModeDecision(bool background) {
         if (!background) {
             loginAgent_.configureStartAtLoginIfNeeded();
         }
-        platform_.dispatch->main().async(
-            weakly([this] { platform_.intents->updateAppShortcutParameters(); }));
+        services_.dispatch.main().async(
+            weakly([this] { services_.intents.updateAppShortcutParameters(); }));
     }));
 }
 
@@ -194,7 +208,7 @@ void AppDelegate::startMainUI(bool showWindow) {
     mainUIStarted_ = true;
     shortcuts_.clipboardEnabled = settingsStore_.boolValue(keys::clipboardHistoryEnabledKey);
     shortcuts_.windowsDeleteEnabled = settingsStore_.boolValue(keys::windowsStyleDeleteEnabledKey);
-    configureShortcutKeys("Launchpad");
+    configureShortcutKeys(LeftOptionMode::launchpad);
     installShortcutCallbacks();
     keyboardRemap_.rules = loadKeyRemaps();
     statusMenu_.setupMenuBar(statusMenuActions());
@@ -206,14 +220,14 @@ void AppDelegate::startMainUI(bool showWindow) {
     if (showWindow) {
         showSettings();
     }
-    platform_.dispatch->main().asyncAfter(kSettingsPushDelay,
-                                          weakly([this] { applyPersistedRuntimeSettings(); }));
+    services_.dispatch.main().asyncAfter(kSettingsPushDelay,
+                                         weakly([this] { applyPersistedRuntimeSettings(); }));
 }
 
 StatusMenuController::Actions AppDelegate::statusMenuActions() {
     return {
         .showSettings = weakly([this] { showSettings(); }),
-        .quit = weakly([this] { platform_.application->terminate(); }),
+        .quit = weakly([this] { services_.application.terminate(); }),
         .selectSystemMode =
             weakly([this](SystemMode mode) { systemModes_.switchSystemMode(mode); }),
         .toggleDarkMode = weakly([this](bool) {
@@ -227,10 +241,10 @@ StatusMenuController::Actions AppDelegate::statusMenuActions() {
     };
 }
 
-void AppDelegate::configureShortcutKeys(std::string_view leftOptionFallback) {
+void AppDelegate::configureShortcutKeys(LeftOptionMode leftOptionFallback) {
     shortcuts_.clipboardKeyCode = settingsStore_.clipboardShortcutKeyCode();
     shortcuts_.clipboardFlags = settingsStore_.clipboardShortcutFlags();
-    shortcuts_.leftOptionMode = leftOptionMode(settingsStore_, leftOptionFallback);
+    shortcuts_.leftOptionMode = storedLeftOptionMode(settingsStore_, leftOptionFallback);
 }
 
 void AppDelegate::installShortcutCallbacks() {
@@ -239,19 +253,29 @@ void AppDelegate::installShortcutCallbacks() {
         weakly([this] { windowsStyleDelete_.confirmWindowsStyleDelete(); });
     shortcuts_.shouldHandleFinderPaste = [this] { return finderUpgrades_.hasManagedTransfer(); };
     shortcuts_.onFinderFileShortcut =
-        weakly([this](const std::string& action) { performFinderFileShortcut(action); });
+        weakly([this](FinderFileShortcut shortcut) { performFinderFileShortcut(shortcut); });
     shortcuts_.onLeftOptionAction =
-        weakly([this](const std::string& mode) { performLeftOptionAction(mode); });
+        weakly([this](LeftOptionMode mode) { performLeftOptionAction(mode); });
 }
 
-void AppDelegate::performFinderFileShortcut(const std::string& action) {
-    if (action == "cut" || action == "copy") {
-        if (!finderUpgrades_.captureSelection(action == "cut" ? TransferOperation::cut
-                                                              : TransferOperation::copy)) {
-            platform_.application->beep();
-        }
-    } else if (action == "paste") {
-        pasteManagedItems();
+void AppDelegate::performFinderFileShortcut(FinderFileShortcut shortcut) {
+    switch (shortcut) {
+        case FinderFileShortcut::cut:
+            captureFinderSelection(TransferOperation::cut);
+            break;
+        case FinderFileShortcut::copy:
+            captureFinderSelection(TransferOperation::copy);
+            break;
+        case FinderFileShortcut::paste:
+            pasteManagedItems();
+            break;
+    }
+}
+
+// From the keyboard, a selection that cannot be taken sounds the system beep.
+void AppDelegate::captureFinderSelection(TransferOperation operation) {
+    if (!finderUpgrades_.captureSelection(operation)) {
+        services_.application.beep();
     }
 }
 
@@ -267,25 +291,41 @@ void AppDelegate::performFinderAction(const std::string& action) {
 
 void AppDelegate::pasteManagedItems() {
     if (const auto pasted = finderUpgrades_.pasteManagedItems(std::nullopt); !pasted) {
-        platform_.presenter->runModal({ui::AlertStyle::Warning,
-                                       std::string(kPasteFailedMessage),
-                                       pasted.error().description,
-                                       {{"OK"}},
-                                       nullptr});
+        services_.presenter.runModal({ui::AlertStyle::Warning,
+                                      std::string(kPasteFailedMessage),
+                                      pasted.error().description,
+                                      {{"OK"}},
+                                      nullptr});
     }
 }
 
-void AppDelegate::performLeftOptionAction(const std::string& mode) {
-    if (mode == "Launchpad") {
-        (void)runner_.launchDetached(kOpen, {"-a", "Launchpad"});
-    } else if (mode == "Spotlight") {
-        for (const auto type : {platform::EventType::KeyDown, platform::EventType::KeyUp}) {
-            platform::Event key;
-            key.type = type;
-            key.flags = platform::event_flags::kCommand;
-            key.setField(platform::EventField::KeyboardEventKeycode, kSpaceKeyCode);
-            platform_.events->post(key, platform::EventSource::HIDSystemState);
-        }
+void AppDelegate::performLeftOptionAction(LeftOptionMode mode) {
+    switch (mode) {
+        case LeftOptionMode::launchpad:
+            openLaunchpad();
+            break;
+        case LeftOptionMode::spotlight:
+            postSpotlightShortcut();
+            break;
+        case LeftOptionMode::systemDefault:
+        case LeftOptionMode::unrecognised:
+            break;
+    }
+}
+
+void AppDelegate::openLaunchpad() {
+    // Launchpad not opening is no error worth telling: the key press simply does nothing.
+    (void)runner_.launchDetached(kOpen, {"-a", "Launchpad"});
+}
+
+// Command+Space, as the keyboard would send it.
+void AppDelegate::postSpotlightShortcut() {
+    for (const auto type : {platform::EventType::KeyDown, platform::EventType::KeyUp}) {
+        platform::Event key;
+        key.type = type;
+        key.flags = platform::event_flags::kCommand;
+        key.setField(platform::EventField::KeyboardEventKeycode, platform::key_code::kSpace);
+        services_.events.post(key, platform::EventSource::HIDSystemState);
     }
 }
 
@@ -295,12 +335,12 @@ std::vector<KeyRemapRule> AppDelegate::loadKeyRemaps() const {
 
 void AppDelegate::setupSettingsWindow() {
     settings_ = std::make_unique<SettingsWindowController>(SettingsWindowController::Services{
-        settingsStore_, *platform_.presenter, *platform_.accessibility, *platform_.windowServer,
-        *platform_.events, *platform_.workspace, runner_});
+        settingsStore_, services_.presenter, services_.accessibility, services_.windowServer,
+        services_.events, services_.workspace, runner_});
     settings_->onStartAtLoginChanged =
         weakly([this](bool enabled) { loginAgent_.setStartAtLogin(enabled); });
     settings_->onWindowClosed =
-        weakly([this] { platform_.application->setActivationPolicy(ActivationPolicy::Accessory); });
+        weakly([this] { services_.application.setActivationPolicy(ActivationPolicy::Accessory); });
 }
 
 void AppDelegate::selectSettingsSection() {
@@ -308,33 +348,34 @@ void AppDelegate::selectSettingsSection() {
 }
 
 void AppDelegate::showSettings() {
-    platform_.application->setActivationPolicy(ActivationPolicy::Regular);
+    services_.application.setActivationPolicy(ActivationPolicy::Regular);
     if (!settings_) {
         // A process still behind the permission gate has no settings window to show.
         return;
     }
     settings_->refreshPermissionStatus();
     selectSettingsSection();
-    platform_.presenter->showWindow(settings_->window(), true, true);
-    platform_.application->activate(true);
-    platform_.dispatch->main().async(weakly([this] {
+    services_.presenter.showWindow(settings_->window(), true, true);
+    services_.application.activate(true);
+    services_.dispatch.main().async(weakly([this] {
         settings_->prepareForPresentation();
-        platform_.presenter->showWindow(settings_->window(), true, true);
+        services_.presenter.showWindow(settings_->window(), true, true);
     }));
 }
 
 void AppDelegate::applyPersistedRuntimeSettings() {
     if (!permissionsPresent()) {
-        platform_.log->write(
-            "runtime settings deferred until all required permissions are granted");
+        services_.log.write("runtime settings deferred until all required permissions are granted");
         return;
     }
     audioMixer_.setEnabled(true);
     audioMixer_.start();
     const bool doubleTapDrag = settingsStore_.boolOr(keys::doubleTapDragEnabledKey, true);
     const bool hiddenFilesVisible = settingsStore_.boolValue(keys::hiddenFilesVisibleKey);
-    platform_.dispatch->global(QualityOfService::Utility)
+    services_.dispatch.global(QualityOfService::Utility)
         .async(weakly([this, doubleTapDrag, hiddenFilesVisible] {
+            // Re-applied at every launch; a trackpad preference that cannot be written stays as
+            // the system has it.
             (void)trackpadDrag_.setEnabled(doubleTapDrag);
             desktopEnhancements_.setHiddenFilesVisible(hiddenFilesVisible);
         }));
@@ -365,7 +406,7 @@ void AppDelegate::applyPersistedRuntimeSettings() {
     advancedTaskSwitcher_.start();
     applySwitch(mouseSideButtons_, settingsStore_.boolOr(keys::mouseSideButtonsEnabledKey, true));
     applySwitch(autoScroll_, settingsStore_.boolOr(keys::autoScrollEnabledKey, true));
-    configureShortcutKeys("Default");
+    configureShortcutKeys(LeftOptionMode::systemDefault);
     shortcuts_.start();
     if (settings_) {
         settings_->refreshPermissionStatus();

@@ -86,16 +86,47 @@ class AppDelegate final : public platform::ApplicationDelegate {
     }
 
   private:
+    // Every service the delegate uses or hands out, each checked once before any controller is
+    // built, so that no member can ever be given a null one whatever the order of the members.
+    struct Services {
+        platform::Dispatch& dispatch;
+        platform::Defaults& defaults;
+        platform::Processes& processes;
+        platform::FileSystem& fileSystem;
+        platform::Workspace& workspace;
+        platform::Accessibility& accessibility;
+        platform::Events& events;
+        platform::WindowServer& windowServer;
+        platform::Pasteboard& pasteboard;
+        platform::AppleScript& appleScript;
+        platform::Keychain& keychain;
+        platform::NetworkPath& networkPath;
+        platform::Http& http;
+        platform::Bundle& bundle;
+        platform::ProcessInfo& processInfo;
+        platform::Log& log;
+        platform::Application& application;
+        platform::Presenter& presenter;
+        platform::Intents& intents;
+        platform::Randomness& randomness;
+
+        // Fails loudly, naming the first service the adapter lacks.
+        static Services resolve(const platform::Platform& platform);
+    };
+
     bool permissionsPresent() const;
     bool hasArgument(std::string_view argument) const;
     void unregisterLoginAgentAndQuit();
     void runStartupModeDecision(bool background);
-    void configureShortcutKeys(std::string_view leftOptionFallback);
+    void configureShortcutKeys(LeftOptionMode leftOptionFallback);
     void installShortcutCallbacks();
-    void performFinderFileShortcut(const std::string& action);
+    void performFinderFileShortcut(FinderFileShortcut shortcut);
+    void captureFinderSelection(TransferOperation operation);
     // Pastes the pending cut or copy into Finder's folder; failures in one alert.
     void pasteManagedItems();
-    void performLeftOptionAction(const std::string& mode);
+    void performLeftOptionAction(LeftOptionMode mode);
+    void openLaunchpad();
+    void postSpotlightShortcut();
     void wireSystemModes();
     StatusMenuController::Actions statusMenuActions();
     void setupSettingsWindow();
@@ -107,7 +138,7 @@ class AppDelegate final : public platform::ApplicationDelegate {
         return lifetime_.guard(std::move(function));
     }
 
-    const platform::Platform platform_;
+    const Services services_;
     SettingsStore settingsStore_;
     ProcessRunner runner_;
     KeychainStore keychain_;

@@ -74,6 +74,7 @@ Result<void> LoginAgent::installUserLaunchAgent() {
         return std::unexpected(written.error());
     }
     runLaunchctl({"bootout", serviceTarget(kRetiredLabel)});
+    // Usually there is no retired agent to remove; one that stays is booted out all the same.
     (void)files_.removeItem(retiredPlistPath());
     runLaunchctl({"bootout", userDomain(), agentPlistPath()});
     auto status = bootstrapAgent();
@@ -102,6 +103,8 @@ void LoginAgent::removeUserLaunchAgent() {
     runLaunchctl({"bootout", userDomain(), agentPlistPath()});
     runLaunchctl({"disable", serviceTarget(kLabel)});
     runLaunchctl({"bootout", serviceTarget(kRetiredLabel)});
+    // The agents are booted out and disabled above, so a file that cannot be removed (or was
+    // never there) no longer starts anything.
     (void)files_.removeItem(agentPlistPath());
     (void)files_.removeItem(retiredPlistPath());
 }

@@ -79,11 +79,11 @@ void SettingsWindowController::buildWindow() {
     window_->style.fullSizeContentView = true;
     window_->style.titlebarAppearsTransparent = true;
     window_->hidesOnClose = true;
-    window_->onClose = [this] {
+    window_->onClose = lifetime_.guard([this] {
         if (onWindowClosed) {
             onWindowClosed();
         }
-    };
+    });
 
     sidebar_ = std::make_shared<ui::View>();
     sidebar_->kind = ui::ViewKind::Table;
@@ -92,13 +92,14 @@ void SettingsWindowController::buildWindow() {
     for (const auto& info : sidebarSections()) {
         sidebar_->items.emplace_back(info.title);
     }
-    sidebar_->onAction = [this] { select(sectionFromRawValue(sidebar_->selectedIndex)); };
+    sidebar_->onAction =
+        lifetime_.guard([this] { select(sectionFromRawValue(sidebar_->selectedIndex)); });
 
-    startAtLoginSwitch_ = ui::makeSwitch(false, [this] {
+    startAtLoginSwitch_ = ui::makeSwitch(false, lifetime_.guard([this] {
         if (onStartAtLoginChanged) {
             onStartAtLoginChanged(startAtLoginSwitch_->isOn);
         }
-    });
+    }));
     startAtLoginSwitch_->identifier = "start-at-login";
     accessibilityStatus_ = statusLabel("accessibility-status");
     screenRecordingStatus_ = statusLabel("screen-recording-status");
@@ -141,7 +142,7 @@ ui::ViewPtr SettingsWindowController::permissionsPage() {
         services_.settings.boolOr(settings_keys::startAtLoginEnabledKey, true);
     refreshPermissionStatus();
     const auto open = [this](std::string_view url) {
-        return [this, url] { services_.workspace.openURL(url); };
+        return lifetime_.guard([this, url] { services_.workspace.openURL(url); });
     };
     auto card = ui::makeStack(
         ui::Axis::Vertical, 10,
@@ -153,8 +154,9 @@ ui::ViewPtr SettingsWindowController::permissionsPage() {
              "Required for full-screen maximise and window management. If macOS shows ParvelMac "
              "enabled but this still says Required, use Open Settings to repair the stale "
              "approval for the current build.",
-             {accessibilityStatus_,
-              ui::makeButton("Open Settings\u2026", [this] { openAccessibilitySettings(); })}),
+             {accessibilityStatus_, ui::makeButton("Open Settings\u2026", lifetime_.guard([this] {
+                  openAccessibilitySettings();
+              }))}),
          row("Screen Recording", "Required for Dock window thumbnails.",
              {screenRecordingStatus_,
               ui::makeButton("Open Settings\u2026", open(urls::kScreenRecording))}),
@@ -166,9 +168,9 @@ ui::ViewPtr SettingsWindowController::permissionsPage() {
          row("Finder Extension",
              "Required for native Finder context-menu actions such as New Text File, Paste Item "
              "and Cut. macOS must enable this extension for the items to appear.",
-             {finderExtensionStatus_, ui::makeButton("Open Settings\u2026", [this] {
+             {finderExtensionStatus_, ui::makeButton("Open Settings\u2026", lifetime_.guard([this] {
                   services_.workspace.showFinderExtensionManagement();
-              })})});
+              }))})});
     card->identifier = "permissions-card";
     return card;
 }

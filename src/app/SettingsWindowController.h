@@ -3,6 +3,7 @@
 #include <functional>
 #include <string_view>
 
+#include "base/Lifetime.h"
 #include "core/ProcessRunner.h"
 #include "core/SettingsStore.h"
 #include "platform/Accessibility.h"
@@ -86,6 +87,7 @@ class SettingsWindowController {
     ui::ViewPtr screenRecordingStatus_;
     ui::ViewPtr inputMonitoringStatus_;
     ui::ViewPtr finderExtensionStatus_;
+    Lifetime lifetime_;
 };
 
 }  // namespace parvel

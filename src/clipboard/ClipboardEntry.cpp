@@ -10,6 +10,7 @@
 
 #include "base/Base64.h"
 #include "base/FileURL.h"
+#include "base/Text.h"
 #include "base/Unicode.h"
 
 namespace parvel {
@@ -17,6 +18,9 @@ namespace parvel {
 namespace {
 
 using Kind = ClipboardEntry::Kind;
+
+// A files entry's payload: one path per line.
+constexpr std::string_view kPathSeparator = "\n";
 
 constexpr std::array<std::pair<Kind, std::string_view>, 3> kKindNames = {
     {{Kind::text, "text"}, {Kind::files, "files"}, {Kind::image, "image"}}};
@@ -164,8 +168,19 @@ ClipboardEntry ClipboardEntry::files(const std::vector<std::string>& paths, plat
     for (const auto& path : paths) {
         names.push_back(lastPathComponent(path));
     }
-    return {makeUUID(randomness), Kind::files, fmt::format("{}", fmt::join(names, ", ")),
-            std::make_shared<const std::string>(fmt::format("{}", fmt::join(paths, "\n"))), date};
+    return {
+        makeUUID(randomness), Kind::files, fmt::format("{}", fmt::join(names, ", ")),
+        std::make_shared<const std::string>(fmt::format("{}", fmt::join(paths, kPathSeparator))),
+        date};
+}
+
+// A stored payload may hold blank lines; they name no file.
+std::vector<std::string> ClipboardEntry::filePaths() const {
+    std::vector<std::string> paths;
+    for (const auto line : nonEmptyLines(payloadText())) {
+        paths.emplace_back(line);
+    }
+    return paths;
 }
 
 ClipboardEntry ClipboardEntry::image(const Bytes& data, platform::WallTime date,

@@ -29,6 +29,8 @@ struct ClipboardEntry {
     platform::WallTime date;
 
     const std::string& payloadText() const { return *payload; }
+    // A files entry's paths, in the order they were copied.
+    std::vector<std::string> filePaths() const;
 
     // Each new entry gets a fresh id drawn from `randomness`.
     static ClipboardEntry text(std::string copied, platform::WallTime date,

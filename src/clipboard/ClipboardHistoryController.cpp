@@ -128,20 +128,9 @@ void ClipboardHistoryController::restore(const ClipboardEntry& entry) {
                 pasteboard.setData(*bytes, types::kPNG);
             }
             break;
-        case Kind::files: {
-            std::vector<std::string> paths;
-            std::size_t start = 0;
-            const std::string& payload = entry.payloadText();
-            while (start <= payload.size()) {
-                const std::size_t end = std::min(payload.find('\n', start), payload.size());
-                if (end > start) {
-                    paths.push_back(payload.substr(start, end - start));
-                }
-                start = end + 1;
-            }
-            pasteboard.writeFileURLs(paths);
+        case Kind::files:
+            pasteboard.writeFileURLs(entry.filePaths());
             break;
-        }
     }
     // The restored item is ours: the next poll must not capture it again.
     lastChangeCount_ = pasteboard.changeCount();

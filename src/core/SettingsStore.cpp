@@ -6,6 +6,7 @@
 
 #include "base/Fatal.h"
 #include "core/SettingsKeys.h"
+#include "platform/KeyCodes.h"
 
 namespace parvel {
 
@@ -14,7 +15,7 @@ using platform::PlistValue;
 
 namespace {
 
-constexpr std::int64_t kDefaultClipboardKeyCode = 6;
+constexpr std::int64_t kDefaultClipboardKeyCode = platform::key_code::kZ;
 constexpr std::int64_t kDefaultClipboardFlags = 0x60000;  // Control and Shift
 constexpr std::int64_t kDefaultMixerStep = 5;
 constexpr std::int64_t kMinimumMixerStep = 1;

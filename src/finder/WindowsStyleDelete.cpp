@@ -6,16 +6,15 @@
 #include <fmt/ranges.h>
 
 #include "base/FileURL.h"
+#include "platform/KeyCodes.h"
 
 namespace parvel {
 
 using platform::AXElement;
+namespace key_code = platform::key_code;
 
 namespace {
 
-constexpr std::int64_t kReturnKey = 36;
-constexpr std::int64_t kKeypadEnterKey = 76;
-constexpr std::int64_t kEscapeKey = 53;
 // The response box's value while no key has decided; NSModalResponseAbort, which ending the
 // modal session from the key monitor returns, has the same value.
 constexpr int kNoKeyDecision = -1001;
@@ -134,8 +133,9 @@ int WindowsStyleDelete::runConfirmation(const ui::Alert& alert) {
         platform::maskOf(platform::EventType::KeyDown),
         [this, &keyDecision](const platform::Event& event) {
             const auto key = event.field(platform::EventField::KeyboardEventKeycode);
-            if (key == kReturnKey || key == kKeypadEnterKey || key == kEscapeKey) {
-                keyDecision = key == kEscapeKey ? kCancelResponse : kDeleteResponse;
+            if (key == key_code::kReturn || key == key_code::kKeypadEnter ||
+                key == key_code::kEscape) {
+                keyDecision = key == key_code::kEscape ? kCancelResponse : kDeleteResponse;
                 services_.presenter.stopModal(kNoKeyDecision);
                 return false;
             }

@@ -6,25 +6,20 @@
 #include <variant>
 
 #include "finder/FinderSupport.h"
+#include "platform/KeyCodes.h"
 
 namespace parvel {
 
 using platform::EventFlags;
 using platform::EventType;
 namespace flags = platform::event_flags;
+namespace key_code = platform::key_code;
 
 namespace {
 
 constexpr std::string_view kFinderIdentifier = FinderSupport::kFinderIdentifier;
 constexpr platform::Duration kRetryInterval = platform::seconds(2.0);
 constexpr platform::Duration kDeleteDebounce = platform::seconds(0.35);
-
-constexpr std::int64_t kKeyX = 7;
-constexpr std::int64_t kKeyC = 8;
-constexpr std::int64_t kKeyV = 9;
-constexpr std::int64_t kKeyDelete = 51;
-constexpr std::int64_t kKeyLeftOption = 58;
-constexpr std::int64_t kKeyForwardDelete = 117;
 
 constexpr std::array<std::string_view, 4> kTextEditingRoles = {"AXTextField", "AXTextArea",
                                                                "AXSearchField", "AXComboBox"};
@@ -33,7 +28,22 @@ std::int64_t keyCodeOf(const platform::Event& event) {
     return event.field(platform::EventField::KeyboardEventKeycode);
 }
 
+constexpr std::pair<std::string_view, LeftOptionMode> kLeftOptionModeNames[] = {
+    {"Default", LeftOptionMode::systemDefault},
+    {"Launchpad", LeftOptionMode::launchpad},
+    {"Spotlight", LeftOptionMode::spotlight},
+};
+
 }  // namespace
+
+LeftOptionMode leftOptionModeNamed(std::string_view name) {
+    for (const auto& [modeName, mode] : kLeftOptionModeNames) {
+        if (modeName == name) {
+            return mode;
+        }
+    }
+    return LeftOptionMode::unrecognised;
+}
 
 GlobalShortcutController::GlobalShortcutController(Services services) : services_(services) {}
 
@@ -147,28 +157,41 @@ bool GlobalShortcutController::handleKeyDown(const platform::Event& event) {
 }
 
 bool GlobalShortcutController::handleFinderFileKey(std::int64_t keyCode) {
-    std::string action;
-    if (keyCode == kKeyX) {
-        action = "cut";
-    } else if (keyCode == kKeyC) {
-        action = "copy";
-    } else if (keyCode == kKeyV && shouldHandleFinderPaste && shouldHandleFinderPaste()) {
-        action = "paste";
-    } else {
+    const auto shortcut = finderFileShortcutFor(keyCode);
+    if (!shortcut) {
         return false;
     }
-    runOnMain([this, action] {
+    runOnMain([this, shortcut = *shortcut] {
         if (onFinderFileShortcut) {
-            onFinderFileShortcut(action);
+            onFinderFileShortcut(shortcut);
         }
     });
     return true;
 }
 
+// Command+V is taken over only while a cut or copy of ours waits; otherwise Finder pastes.
+std::optional<FinderFileShortcut> GlobalShortcutController::finderFileShortcutFor(
+    std::int64_t keyCode) const {
+    switch (keyCode) {
+        case key_code::kX:
+            return FinderFileShortcut::cut;
+        case key_code::kC:
+            return FinderFileShortcut::copy;
+        case key_code::kV:
+            if (shouldHandleFinderPaste && shouldHandleFinderPaste()) {
+                return FinderFileShortcut::paste;
+            }
+            return std::nullopt;
+        default:
+            return std::nullopt;
+    }
+}
+
 // Fires on the press of the left Option key only, once per press; its flags-changed events never
-// reach other applications outside the "Default" mode.
+// reach other applications unless the key keeps its system behaviour.
 bool GlobalShortcutController::handleLeftOption(const platform::Event& event) {
-    if (keyCodeOf(event) != kKeyLeftOption || leftOptionMode == "Default") {
+    if (keyCodeOf(event) != key_code::kLeftOption ||
+        leftOptionMode == LeftOptionMode::systemDefault) {
         return false;
     }
     if ((event.flags & flags::kAlternate) == 0) {
@@ -189,7 +212,7 @@ bool GlobalShortcutController::handleLeftOption(const platform::Event& event) {
 
 bool GlobalShortcutController::triggerDeleteIfAppropriate(std::int64_t keyCode,
                                                           EventFlags eventFlags) {
-    if ((keyCode != kKeyForwardDelete && keyCode != kKeyDelete) ||
+    if ((keyCode != key_code::kForwardDelete && keyCode != key_code::kDelete) ||
         (eventFlags & (flags::kCommand | flags::kControl)) != 0) {
         return false;
     }

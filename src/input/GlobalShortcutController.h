@@ -4,15 +4,26 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "base/Lifetime.h"
 #include "platform/Accessibility.h"
 #include "platform/Dispatch.h"
 #include "platform/Events.h"
+#include "platform/KeyCodes.h"
 #include "platform/Workspace.h"
 
 namespace parvel {
+
+// The Finder file keys the tap takes over: Command+X, Command+C, and Command+V while a cut or
+// copy of ours is pending.
+enum class FinderFileShortcut { cut, copy, paste };
+
+// What the left Option key does; stored as "Default", "Launchpad" and "Spotlight". A stored name
+// that is none of these takes the key away from other applications as the two hooks do, and
+// does nothing with it.
+enum class LeftOptionMode { systemDefault, launchpad, spotlight, unrecognised };
+LeftOptionMode leftOptionModeNamed(std::string_view name);
 
 // One keyboard tap at the head of the login session, shared by four features: the clipboard
 // hotkey, Windows-style Delete in Finder, Finder's Command+X/C/V taken over for file transfer, and
@@ -44,17 +55,15 @@ class GlobalShortcutController {
     bool clipboardEnabled = false;
     bool windowsDeleteEnabled = false;
     bool cuttingEnabled = true;
-    std::int64_t clipboardKeyCode = 9;
+    std::int64_t clipboardKeyCode = platform::key_code::kV;
     platform::EventFlags clipboardFlags = 0x60000;
     std::function<void()> onClipboard;
     std::function<void()> onWindowsDelete;
-    // "cut", "copy" or "paste".
-    std::function<void(const std::string& action)> onFinderFileShortcut;
+    std::function<void(FinderFileShortcut shortcut)> onFinderFileShortcut;
     // Asked inside the tap before Command+V is taken over; must stay cheap.
     std::function<bool()> shouldHandleFinderPaste;
-    // "Default", "Launchpad" or "Spotlight".
-    std::string leftOptionMode = "Default";
-    std::function<void(const std::string& mode)> onLeftOptionAction;
+    LeftOptionMode leftOptionMode = LeftOptionMode::systemDefault;
+    std::function<void(LeftOptionMode mode)> onLeftOptionAction;
     // Makes start() and the tap inert. Nothing sets it today; it is the switch a secure-input
     // watcher would use.
     bool secureInputSuspended = false;
@@ -78,6 +87,7 @@ class GlobalShortcutController {
     void installFallbackKeyMonitorIfNeeded();
     bool handleKeyDown(const platform::Event& event);
     bool handleFinderFileKey(std::int64_t keyCode);
+    std::optional<FinderFileShortcut> finderFileShortcutFor(std::int64_t keyCode) const;
     bool handleLeftOption(const platform::Event& event);
     void runOnMain(std::function<void()> action);
 

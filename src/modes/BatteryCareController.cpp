@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/InstalledHelper.h"
+#include "core/InstalledHelperPaths.h"
 #include "core/SettingsKeys.h"
 
 namespace parvel {
@@ -20,7 +22,8 @@ constexpr std::string_view kIntelOnly =
 constexpr std::string_view kHelperMissing =
     "The installed charge-limit helper is missing. Run Full Reset Build Install once to install "
     "it.";
-constexpr std::string_view kHelperSuccessMarker = "OK";
+constexpr HelperCommand kChargeHelper{installedChargeHelperPath, kHelperSuccessMarker,
+                                      kHelperMissing};
 
 constexpr int kDefaultChargeLimit = 80;
 constexpr int kLowestChargeLimit = 50;
@@ -28,7 +31,6 @@ constexpr int kFullCharge = 100;
 constexpr int kChargeLimitStep = 5;
 constexpr int kHelperHeadroom = 3;
 
-constexpr platform::Duration kMenuSwitchDelay = platform::seconds(0.2);
 constexpr platform::TimerSpec kCheckTimer{.startDelay = BatteryCareController::kCheckInterval,
                                           .interval = BatteryCareController::kCheckInterval,
                                           .commonModes = true};
@@ -83,19 +85,19 @@ void BatteryCareController::readBatteryStatus(std::function<void(std::string)> c
     readBattery(&batteryStatusLine, std::move(completion));
 }
 
+// Only a missing helper is explained; a refusal is left to the caller.
 bool BatteryCareController::applyChargeLimitPrivileged(int percent,
                                                        bool normalizeAsDisplayedTarget) {
-    if (!services_.files.isExecutable(installedChargeHelperPath)) {
-        services_.dispatch.main().async(
-            lifetime_.guard([this] { showChargeLimiterError(std::string(kHelperMissing)); }));
-        return false;
-    }
     const int target = normalizeAsDisplayedTarget
                            ? chargeHelperTarget(percent)
                            : std::clamp(percent, kLowestChargeLimit, kFullCharge);
-    const auto result = services_.runner.runInstalledHelper(installedChargeHelperPath,
-                                                            {"set", std::to_string(target)});
-    return result.success && result.output.find(kHelperSuccessMarker) != std::string::npos;
+    const auto ran = runHelper(services_.runner, services_.files, kChargeHelper,
+                               {"set", std::to_string(target)});
+    if (!ran && isHelperMissing(ran.error())) {
+        services_.dispatch.main().async(lifetime_.guard(
+            [this, text = ran.error().description] { showChargeLimiterError(text); }));
+    }
+    return ran.has_value();
 }
 
 bool BatteryCareController::chargeManagedElsewhere() const {
@@ -164,17 +166,9 @@ bool BatteryCareController::setAdapterOnlyModeEnabled(bool enabled) {
 }
 
 void BatteryCareController::toggleChargeLimiterSwitch(bool requested) {
-    if (!switch_) {
-        return;
-    }
-    switch_->enabled = false;
-    services_.presenter.cancelMenuTracking();
-    services_.dispatch.main().asyncAfter(kMenuSwitchDelay, lifetime_.guard([this, requested] {
-        const bool kept = setChargeLimiterEnabled(requested);
-        switch_->isOn = kept ? requested : !requested;
-        switch_->enabled = true;
-        refreshMenu();
-    }));
+    menuSwitch_.change(
+        requested, [this, requested] { return setChargeLimiterEnabled(requested); },
+        [this] { refreshMenu(); });
 }
 
 void BatteryCareController::requestChargeFullOnce(std::function<void(std::string)> showStatus) {
@@ -219,6 +213,7 @@ void BatteryCareController::evaluatePreserveBatteryHealth(const BatterySnapshot&
 
 void BatteryCareController::sleepMacForBatteryProtection() {
     if (!services_.runner.launchDetached(kPmset, {"sleepnow"})) {
+        // The last way there is: if it fails too, the check stays disarmed until the next charge.
         (void)services_.appleScript.run(kSleepScript);
     }
 }

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/Lifetime.h"
-#include "core/InstalledHelperPaths.h"
+#include "core/MenuSwitch.h"
 #include "core/ProcessRunner.h"
 #include "core/SettingsStore.h"
 #include "modes/BatterySnapshot.h"
@@ -41,12 +41,13 @@ class BatteryCareController {
 
     static constexpr platform::Duration kCheckInterval = platform::seconds(30);
 
-    explicit BatteryCareController(Services services) : services_(services) {}
+    explicit BatteryCareController(Services services)
+        : services_(services), menuSwitch_(services.presenter, services.dispatch) {}
 
     // Refreshes the status menu after a change (main thread).
     std::function<void()> updateMenuStates;
     // The status menu's Battery Charge Limit switch, once the menu exists.
-    void setSwitch(ui::ViewPtr toggle) { switch_ = std::move(toggle); }
+    void setSwitch(ui::ViewPtr toggle) { menuSwitch_.attach(std::move(toggle)); }
 
     // Reads pmset off the main thread; the result arrives on the main queue.
     void readBatterySnapshot(std::function<void(BatterySnapshot)> completion) const;
@@ -101,7 +102,7 @@ class BatteryCareController {
     void refreshMenu();
 
     Services services_;
-    ui::ViewPtr switch_;
+    MenuSwitch menuSwitch_;
     platform::Scheduled chargeFullOnceTimer_;
     int chargeFullOnceStalledChecks_ = 0;
     platform::Scheduled preserveBatteryHealthTimer_;

@@ -1,6 +1,6 @@
 #include "modes/LowDataModeController.h"
 
-#include "base/Text.h"
+#include "core/InstalledHelperPaths.h"
 
 namespace parvel {
 
@@ -13,7 +13,8 @@ constexpr std::string_view kHelperMissing =
     "The Low Data Mode helper is missing. Rebuild ParvelMac using the supplied build script.";
 constexpr std::string_view kChangeFailed =
     "Low Data Mode could not be changed for the connected Wi-Fi network.";
-constexpr std::string_view kHelperSuccessMarker = "OK|";
+constexpr HelperCommand kLowDataHelper{installedLowDataHelperPath, kLowDataHelperSuccessMarker,
+                                       kHelperMissing, kChangeFailed};
 
 // The switch follows the constrained flag of whatever interface is in use.
 bool switchStateFor(const NetworkPathState& path) {
@@ -35,8 +36,8 @@ std::optional<bool> LowDataModeController::currentLowDataModeState() const {
 }
 
 void LowDataModeController::refreshLowDataModeSwitchFromCurrentPath() {
-    if (switch_) {
-        switch_->isOn = switchStateFor(services_.pathMonitor.currentPath());
+    if (const auto& toggle = menuSwitch_.view()) {
+        toggle->isOn = switchStateFor(services_.pathMonitor.currentPath());
     }
 }
 
@@ -45,9 +46,9 @@ bool LowDataModeController::setLowDataModeForCurrentNetwork(bool on, bool showEr
         setSwitchFromMain(on);
         return true;
     }
-    if (const auto failure = runHelper(on)) {
+    if (const auto ran = runLowDataHelper(on); !ran) {
         if (showError) {
-            showFailure(*failure);
+            showFailure(ran.error().description);
         }
         return false;
     }
@@ -55,33 +56,19 @@ bool LowDataModeController::setLowDataModeForCurrentNetwork(bool on, bool showEr
     return true;
 }
 
+// Unlike the setter, the menu runs the helper whatever the current state.
 void LowDataModeController::toggleLowDataModeSwitch(bool requested) {
-    if (!switch_) {
-        return;
-    }
-    switch_->enabled = false;
-    services_.presenter.cancelMenuTracking();
-    services_.dispatch.main().asyncAfter(kMenuSwitchDelay, lifetime_.guard([this, requested] {
-        const auto failure = runHelper(requested);
-        switch_->isOn = failure ? !requested : requested;
-        switch_->enabled = true;
-        if (failure) {
-            showFailure(*failure);
+    menuSwitch_.change(requested, [this, requested] {
+        const auto ran = runLowDataHelper(requested);
+        if (!ran) {
+            showFailure(ran.error().description);
         }
-    }));
+        return ran.has_value();
+    });
 }
 
-std::optional<std::string> LowDataModeController::runHelper(bool on) const {
-    if (!services_.files.isExecutable(installedLowDataHelperPath)) {
-        return std::string(kHelperMissing);
-    }
-    const auto result =
-        services_.runner.runInstalledHelper(installedLowDataHelperPath, {"set", on ? "1" : "0"});
-    if (result.success && result.output.find(kHelperSuccessMarker) != std::string::npos) {
-        return std::nullopt;
-    }
-    const auto output = trimmedWhitespace(result.output);
-    return std::string(output.empty() ? kChangeFailed : output);
+Result<void> LowDataModeController::runLowDataHelper(bool on) const {
+    return runHelper(services_.runner, services_.files, kLowDataHelper, {"set", on ? "1" : "0"});
 }
 
 void LowDataModeController::showFailure(std::string text) {
@@ -90,8 +77,8 @@ void LowDataModeController::showFailure(std::string text) {
 
 void LowDataModeController::setSwitchFromMain(bool on) {
     services_.dispatch.main().async(lifetime_.guard([this, on] {
-        if (switch_) {
-            switch_->isOn = on;
+        if (const auto& toggle = menuSwitch_.view()) {
+            toggle->isOn = on;
         }
     }));
 }

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "base/Lifetime.h"
+#include "core/InstalledHelper.h"
+#include "core/MenuSwitch.h"
 #include "core/ProcessRunner.h"
 #include "modes/SystemSettingActuators.h"
 #include "platform/Dispatch.h"
@@ -27,13 +29,11 @@ class LowDataModeController {
         SystemSettingActuators& actuators;
     };
 
-    // How long the menu has to close before the helper runs.
-    static constexpr platform::Duration kMenuSwitchDelay = platform::seconds(0.2);
-
-    explicit LowDataModeController(Services services) : services_(services) {}
+    explicit LowDataModeController(Services services)
+        : services_(services), menuSwitch_(services.presenter, services.dispatch) {}
 
     // The status menu's switch, once the menu exists.
-    void setSwitch(ui::ViewPtr toggle) { switch_ = std::move(toggle); }
+    void setSwitch(ui::ViewPtr toggle) { menuSwitch_.attach(std::move(toggle)); }
 
     // The path monitor's update handler (on the low-data queue).
     void pathUpdated(const platform::NetworkPathState& path);
@@ -46,13 +46,13 @@ class LowDataModeController {
     void toggleLowDataModeSwitch(bool requested);
 
   private:
-    // Runs the helper; the failure text to show, or nothing on success.
-    std::optional<std::string> runHelper(bool on) const;
+    // A failure's description is the text to show.
+    Result<void> runLowDataHelper(bool on) const;
     void showFailure(std::string text);
     void setSwitchFromMain(bool on);
 
     Services services_;
-    ui::ViewPtr switch_;
+    MenuSwitch menuSwitch_;
     Lifetime lifetime_;
 };
 

@@ -25,18 +25,6 @@ constexpr platform::TimerSpec kBrightnessGuardTimer{.startDelay = platform::seco
 // Drift the guard tolerates before it pulls the display back.
 constexpr double kBrightnessGuardTolerance = 0.06;
 
-// What Normal looks like when no baseline was ever taken: the system's own animation behaviour.
-const ProcessRunner::Arguments kNormalAnimationState[] = {
-    {"write", "NSGlobalDomain", "NSAutomaticWindowAnimationsEnabled", "-bool", "true"},
-    {"delete", "NSGlobalDomain", "NSWindowResizeTime"},
-    {"write", "NSGlobalDomain", "NSScrollAnimationEnabled", "-bool", "true"},
-    {"delete", "NSGlobalDomain", "NSAppSleepDisabled"},
-    {"write", "com.apple.dock", "launchanim", "-bool", "true"},
-    {"delete", "com.apple.dock", "expose-animation-duration"},
-    {"write", "com.apple.dock", "mineffect", "-string", "genie"},
-    {"write", "com.apple.universalaccess", "reduceMotion", "-bool", "false"},
-};
-
 std::string baselineKey(const AnimationDefault& row, std::string_view suffix) {
     return std::string(kBaselinePrefix) + std::string(row.domain) + "." + std::string(row.key) +
            std::string(suffix);
@@ -65,7 +53,7 @@ void SystemModeBaseline::refreshSystemModeBaseline() {
 }
 
 void SystemModeBaseline::captureAnimationDefaults() {
-    for (const auto& row : kAnimationDefaults) {
+    for (const auto& row : animationDefaultsInBaseline()) {
         const auto value = services_.actuators.readDefault(row.domain, row.key);
         services_.settings.set(existsKey(row), value.has_value());
         if (value) {
@@ -172,16 +160,13 @@ void SystemModeBaseline::restoreSystemModeBaseline() {
 
 // An animation default that was absent is deleted, so that the system's own default returns.
 void SystemModeBaseline::restoreAnimationDefaults() {
-    for (const auto& row : kAnimationDefaults) {
+    for (const auto& row : animationDefaultsInBaseline()) {
         const auto value = services_.settings.object(valueKey(row));
-        const auto text = value ? value->asString() : std::nullopt;
-        if (services_.settings.boolValue(existsKey(row)) && text) {
-            services_.actuators.runDefaults({"write", std::string(row.domain), std::string(row.key),
-                                             std::string(row.type), *text});
-        } else {
-            services_.actuators.runDefaults(
-                {"delete", std::string(row.domain), std::string(row.key)});
+        auto text = value ? value->asString() : std::nullopt;
+        if (!services_.settings.boolValue(existsKey(row))) {
+            text.reset();
         }
+        services_.actuators.runDefaults(row.command(text));
     }
 }
 
@@ -281,8 +266,8 @@ void SystemModeBaseline::reapplyKeyboardLevelLater(double level) {
 }
 
 void SystemModeBaseline::applyNormalAnimationState() {
-    for (const auto& arguments : kNormalAnimationState) {
-        services_.actuators.runDefaults(arguments);
+    for (const auto& row : animationDefaultsInBaseline()) {
+        services_.actuators.runDefaults(row.command(row.normalValue));
     }
 }
 

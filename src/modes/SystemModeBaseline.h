@@ -5,29 +5,12 @@
 
 #include "base/Lifetime.h"
 #include "core/SettingsStore.h"
+#include "modes/AnimationDefaults.h"
 #include "modes/LowDataModeController.h"
 #include "modes/SystemSettingActuators.h"
 #include "platform/Dispatch.h"
 
 namespace parvel {
-
-// One animation default the modes change, with the type flag its value is written back with.
-struct AnimationDefault {
-    std::string_view domain;
-    std::string_view key;
-    std::string_view type;
-};
-
-inline constexpr AnimationDefault kAnimationDefaults[] = {
-    {"NSGlobalDomain", "NSAutomaticWindowAnimationsEnabled", "-bool"},
-    {"NSGlobalDomain", "NSWindowResizeTime", "-float"},
-    {"NSGlobalDomain", "NSScrollAnimationEnabled", "-bool"},
-    {"NSGlobalDomain", "NSAppSleepDisabled", "-bool"},
-    {"com.apple.dock", "launchanim", "-bool"},
-    {"com.apple.dock", "expose-animation-duration", "-float"},
-    {"com.apple.dock", "mineffect", "-string"},
-    {"com.apple.universalaccess", "reduceMotion", "-bool"},
-};
 
 // The system settings as they were before a mode other than Normal changed them, kept in the
 // settings store so that they survive relaunches, and written back on return to Normal. Also

@@ -1,6 +1,7 @@
 #include "modes/SystemModeController.h"
 
 #include "core/SettingsKeys.h"
+#include "modes/AnimationDefaults.h"
 
 namespace parvel {
 
@@ -18,21 +19,6 @@ constexpr double kPerformanceLevel = 1.0;
 constexpr int kBatterySaverDisplaySleepMinutes = 1;
 constexpr int kBatterySaverQuitDelayMinutes = 1;
 constexpr int kQuitDelayOff = 0;
-
-// The animation defaults both non-Normal modes write; they differ only in App Nap.
-const ProcessRunner::Arguments kAnimationsOff[] = {
-    {"write", "NSGlobalDomain", "NSAutomaticWindowAnimationsEnabled", "-bool", "false"},
-    {"write", "NSGlobalDomain", "NSWindowResizeTime", "-float", "0.001"},
-    {"write", "NSGlobalDomain", "NSScrollAnimationEnabled", "-bool", "false"},
-    {"write", "com.apple.dock", "launchanim", "-bool", "false"},
-    {"write", "com.apple.dock", "expose-animation-duration", "-float", "0"},
-    {"write", "com.apple.dock", "magnification", "-bool", "false"},
-    {"write", "com.apple.dock", "mineffect", "-string", "scale"},
-    {"write", "com.apple.universalaccess", "reduceMotion", "-bool", "true"},
-};
-const ProcessRunner::Arguments kAppNapOff = {"write", "NSGlobalDomain", "NSAppSleepDisabled",
-                                             "-bool", "true"};
-const ProcessRunner::Arguments kAppNapDefault = {"delete", "NSGlobalDomain", "NSAppSleepDisabled"};
 
 }  // namespace
 
@@ -131,7 +117,7 @@ void SystemModeController::runNormalJob() {
 
 void SystemModeController::runBatterySaverJob() {
     SystemSettingActuators& actuators = services_.actuators;
-    applyAnimationsDisabled(false);
+    applyAnimationsDisabled(SystemMode::batterySaver);
     services_.lowDataMode.setLowDataModeForCurrentNetwork(true, true);
     actuators.setLowPowerMode(1, 1, true);
     actuators.setDisplaySleep(kBatterySaverDisplaySleepMinutes, kBatterySaverDisplaySleepMinutes);
@@ -153,7 +139,7 @@ void SystemModeController::runBatterySaverJob() {
 void SystemModeController::runPerformanceJob() {
     SystemSettingActuators& actuators = services_.actuators;
     baseline_.stopBatterySaverBrightnessGuard();
-    applyAnimationsDisabled(true);
+    applyAnimationsDisabled(SystemMode::performance);
     services_.lowDataMode.setLowDataModeForCurrentNetwork(false, true);
     actuators.setLowPowerMode(0, 0, true);
     baseline_.restoreDisplaySleepBaseline();
@@ -166,11 +152,19 @@ void SystemModeController::runPerformanceJob() {
     actuators.relaunchDock();
 }
 
-void SystemModeController::applyAnimationsDisabled(bool performance) {
-    for (const auto& arguments : kAnimationsOff) {
-        services_.actuators.runDefaults(arguments);
+// Both modes switch the same animations off and differ only in App Nap, which comes last.
+void SystemModeController::applyAnimationsDisabled(SystemMode mode) {
+    for (const auto& row : kAnimationDefaults) {
+        if (!row.isOffInPerformanceOnly()) {
+            services_.actuators.runDefaults(row.command(row.offValue));
+        }
     }
-    services_.actuators.runDefaults(performance ? kAppNapOff : kAppNapDefault);
+    for (const auto& row : kAnimationDefaults) {
+        if (row.isOffInPerformanceOnly()) {
+            services_.actuators.runDefaults(row.command(
+                mode == SystemMode::performance ? std::optional(row.offValue) : std::nullopt));
+        }
+    }
 }
 
 void SystemModeController::applyDockPreviewMode(SystemMode mode) {

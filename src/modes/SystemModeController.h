@@ -69,7 +69,7 @@ class SystemModeController {
     void runNormalJob();
     void runBatterySaverJob();
     void runPerformanceJob();
-    void applyAnimationsDisabled(bool performance);
+    void applyAnimationsDisabled(SystemMode mode);
     bool stillIn(SystemMode mode) const { return currentSystemMode() == mode; }
 
     Services services_;

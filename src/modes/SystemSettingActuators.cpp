@@ -8,9 +8,13 @@
 #include <fmt/format.h>
 
 #include "base/Text.h"
+#include "core/InstalledHelper.h"
+#include "platform/KeyCodes.h"
 #include "platform/Time.h"
 
 namespace parvel {
+
+namespace special_key = platform::special_key;
 
 namespace {
 
@@ -19,13 +23,6 @@ constexpr std::string_view kPmset = "/usr/bin/pmset";
 
 // The helper and the key simulation both work on the 16 steps of the brightness keys.
 constexpr int kLevelSteps = 16;
-constexpr int kBrightnessDownKey = 3;
-constexpr int kBrightnessUpKey = 2;
-constexpr int kIlluminationDownKey = 22;
-constexpr int kIlluminationUpKey = 21;
-constexpr std::int64_t kSpecialKeySubtype = 8;
-constexpr std::int64_t kKeyDownState = 0x0a00;
-constexpr std::int64_t kKeyUpState = 0x0b00;
 
 // A keyboard level read back further than this from the one set did not take.
 constexpr double kKeyboardTolerance = 0.08;
@@ -42,6 +39,10 @@ constexpr std::string_view kLowPowerTitle = "Low Power Mode";
 constexpr std::string_view kPowerHelperMissing =
     "The installed power helper is missing. Run Full Reset Build Install once to install it.";
 constexpr std::string_view kLowPowerFailed = "Low Power Mode could not be changed.";
+// Low Power Mode trusts the helper's exit status; display sleep also wants its marker.
+constexpr HelperCommand kLowPowerCommand{installedPowerHelperPath, kExitStatusOnly,
+                                         kPowerHelperMissing, kLowPowerFailed};
+constexpr HelperCommand kDisplaySleepCommand{installedPowerHelperPath, kHelperSuccessMarker};
 constexpr std::string_view kAppearanceTitle = "System Appearance";
 constexpr std::string_view kAppearanceFailed = "macOS would not change the system appearance.";
 constexpr std::string_view kDarkModeScript =
@@ -204,7 +205,7 @@ void SystemSettingActuators::relaunchDock() {
 void SystemSettingActuators::setDisplayBrightness(double level) {
     level = std::clamp(level, 0.0, 1.0);
     if (!runModeHelper({"display-set", levelArgument(level)})) {
-        simulateLevelKeys(kBrightnessDownKey, kBrightnessUpKey, level);
+        simulateLevelKeys(special_key::kBrightnessDown, special_key::kBrightnessUp, level);
     }
 }
 
@@ -217,19 +218,20 @@ void SystemSettingActuators::setKeyboardBrightness(double level) {
             return;
         }
     }
-    simulateLevelKeys(kIlluminationDownKey, kIlluminationUpKey, level);
+    simulateLevelKeys(special_key::kIlluminationDown, special_key::kIlluminationUp, level);
 }
 
-void SystemSettingActuators::simulateLevelKeys(int downKey, int upKey, double level) {
+void SystemSettingActuators::simulateLevelKeys(std::int64_t downKey, std::int64_t upKey,
+                                               double level) {
     const int upPresses = int(std::lround(level * kLevelSteps));
     services_.dispatch.main().async(lifetime_.guard([this, downKey, upKey, upPresses] {
-        const auto press = [this](int keyCode) {
-            for (const auto state : {kKeyDownState, kKeyUpState}) {
+        const auto press = [this](std::int64_t keyCode) {
+            for (const auto state : {special_key::kDownState, special_key::kUpState}) {
                 platform::Event event;
                 event.type = platform::EventType::SystemDefined;
-                event.subtype = kSpecialKeySubtype;
+                event.subtype = special_key::kEventSubtype;
                 event.timestamp = std::uint64_t(services_.dispatch.uptime().count());
-                event.data1 = (std::int64_t(keyCode) << 16) | state;
+                event.data1 = special_key::data1(keyCode, state);
                 event.data2 = -1;
                 services_.events.post(event, platform::EventSource::None);
             }
@@ -283,23 +285,12 @@ bool SystemSettingActuators::setLowPowerMode(int battery, int ac, bool showError
     if (currentLowPowerModeState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(installedPowerHelperPath)) {
-        if (showError) {
-            showAlert(std::string(kLowPowerTitle), std::string(kPowerHelperMissing));
-        }
-        return false;
+    const auto ran = runHelper(services_.runner, services_.files, kLowPowerCommand,
+                               {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
+    if (!ran && showError) {
+        showAlert(std::string(kLowPowerTitle), ran.error().description);
     }
-    const auto result = services_.runner.runInstalledHelper(
-        installedPowerHelperPath, {"lowpower", digit(wanted.battery != 0), digit(wanted.ac != 0)});
-    if (result.success) {
-        return true;
-    }
-    if (showError) {
-        const auto output = trimmedWhitespace(result.output);
-        showAlert(std::string(kLowPowerTitle),
-                  std::string(output.empty() ? kLowPowerFailed : output));
-    }
-    return false;
+    return ran.has_value();
 }
 
 bool SystemSettingActuators::setDisplaySleep(int battery, int ac) {
@@ -308,13 +299,9 @@ bool SystemSettingActuators::setDisplaySleep(int battery, int ac) {
     if (currentDisplaySleepState() == wanted) {
         return true;
     }
-    if (!services_.files.isExecutable(installedPowerHelperPath)) {
-        return false;
-    }
-    const auto result = services_.runner.runInstalledHelper(
-        installedPowerHelperPath,
-        {"displaysleep", std::to_string(wanted.battery), std::to_string(wanted.ac)});
-    return result.success && result.output.find("OK") != std::string::npos;
+    return runHelper(services_.runner, services_.files, kDisplaySleepCommand,
+                     {"displaysleep", std::to_string(wanted.battery), std::to_string(wanted.ac)})
+        .has_value();
 }
 
 bool SystemSettingActuators::currentSystemAppearanceIsDark() const {

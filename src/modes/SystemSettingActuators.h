@@ -97,7 +97,7 @@ class SystemSettingActuators {
     std::optional<std::string> pmsetCustom() const;
     // Presses a brightness-style key `presses` times after 16 presses of its opposite, from the
     // main queue: the fallback when the mode helper cannot set a level.
-    void simulateLevelKeys(int downKey, int upKey, double level);
+    void simulateLevelKeys(std::int64_t downKey, std::int64_t upKey, double level);
 
     Services services_;
     Lifetime lifetime_;

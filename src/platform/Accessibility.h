@@ -65,20 +65,22 @@ class Accessibility {
     virtual AXElement systemWideElement() = 0;
 
     // Reads an attribute ("AXWindows", "AXRole", "AXPosition"...).
-    virtual AXResult<AXValue> copyAttribute(const AXElement& element,
-                                            std::string_view attribute) = 0;
+    [[nodiscard]] virtual AXResult<AXValue> copyAttribute(const AXElement& element,
+                                                          std::string_view attribute) = 0;
     // Whether an attribute can be written.
-    virtual AXResult<bool> isAttributeSettable(const AXElement& element,
-                                               std::string_view attribute) = 0;
+    [[nodiscard]] virtual AXResult<bool> isAttributeSettable(const AXElement& element,
+                                                             std::string_view attribute) = 0;
     // Writes an attribute ("AXFullScreen", "AXMinimized", "AXFocusedWindow"...).
-    virtual AXResult<void> setAttribute(const AXElement& element, std::string_view attribute,
-                                        const AXValue& value) = 0;
+    [[nodiscard]] virtual AXResult<void> setAttribute(const AXElement& element,
+                                                      std::string_view attribute,
+                                                      const AXValue& value) = 0;
     // Performs an action ("AXRaise").
-    virtual AXResult<void> performAction(const AXElement& element, std::string_view action) = 0;
+    [[nodiscard]] virtual AXResult<void> performAction(const AXElement& element,
+                                                       std::string_view action) = 0;
     // The deepest element at a point in window-server coordinates (top-left origin).
-    virtual AXResult<AXElement> elementAtPosition(Point point) = 0;
+    [[nodiscard]] virtual AXResult<AXElement> elementAtPosition(Point point) = 0;
     // The process an element belongs to.
-    virtual AXResult<ProcessId> processId(const AXElement& element) = 0;
+    [[nodiscard]] virtual AXResult<ProcessId> processId(const AXElement& element) = 0;
 };
 
 }  // namespace parvel::platform

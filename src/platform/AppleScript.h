@@ -20,7 +20,8 @@ class AppleScript {
     virtual ~AppleScript() = default;
 
     // Compiles and runs a script; returns its result as a string (empty when it has none).
-    virtual std::expected<std::string, AppleScriptError> run(std::string_view source) = 0;
+    [[nodiscard]] virtual std::expected<std::string, AppleScriptError> run(
+        std::string_view source) = 0;
 };
 
 }  // namespace parvel::platform

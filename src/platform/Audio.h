@@ -70,40 +70,40 @@ class Audio {
     // AudioObjectHasProperty.
     virtual bool hasProperty(AudioObjectId object, const AudioPropertyAddress& address) const = 0;
     // AudioObjectIsPropertySettable.
-    virtual std::expected<bool, AudioStatus> isPropertySettable(
+    [[nodiscard]] virtual std::expected<bool, AudioStatus> isPropertySettable(
         AudioObjectId object, const AudioPropertyAddress& address) const = 0;
     // AudioObjectGetPropertyDataSize, in bytes.
-    virtual std::expected<std::uint32_t, AudioStatus> propertyDataSize(
+    [[nodiscard]] virtual std::expected<std::uint32_t, AudioStatus> propertyDataSize(
         AudioObjectId object, const AudioPropertyAddress& address) const = 0;
     // Reads `byteSize` bytes of a property as 32-bit unsigned values (object lists, ids).
-    virtual std::expected<std::vector<std::uint32_t>, AudioStatus> readUInt32Values(
+    [[nodiscard]] virtual std::expected<std::vector<std::uint32_t>, AudioStatus> readUInt32Values(
         AudioObjectId object, const AudioPropertyAddress& address,
         std::uint32_t byteSize) const = 0;
     // Reads a string property (a CFString); an empty reference reads as "".
-    virtual std::expected<std::string, AudioStatus> readString(
+    [[nodiscard]] virtual std::expected<std::string, AudioStatus> readString(
         AudioObjectId object, const AudioPropertyAddress& address) const = 0;
     // Reads a 32-bit float property (volume scalars).
-    virtual std::expected<float, AudioStatus> readFloat32(
+    [[nodiscard]] virtual std::expected<float, AudioStatus> readFloat32(
         AudioObjectId object, const AudioPropertyAddress& address) const = 0;
     // Writes a 32-bit float property.
     virtual AudioStatus writeFloat32(AudioObjectId object, const AudioPropertyAddress& address,
                                      float value) = 0;
     // Reads a stream configuration (an AudioBufferList) and returns its number of buffers.
-    virtual std::expected<std::uint32_t, AudioStatus> readStreamBufferCount(
+    [[nodiscard]] virtual std::expected<std::uint32_t, AudioStatus> readStreamBufferCount(
         AudioObjectId object, const AudioPropertyAddress& address) const = 0;
 
     // AudioHardwareCreateProcessTap / AudioHardwareDestroyProcessTap.
-    virtual std::expected<AudioObjectId, AudioStatus> createProcessTap(
+    [[nodiscard]] virtual std::expected<AudioObjectId, AudioStatus> createProcessTap(
         const ProcessTapDescription& description) = 0;
     virtual AudioStatus destroyProcessTap(AudioObjectId tap) = 0;
     // AudioHardwareCreateAggregateDevice with its description dictionary / destroy.
-    virtual std::expected<AudioObjectId, AudioStatus> createAggregateDevice(
+    [[nodiscard]] virtual std::expected<AudioObjectId, AudioStatus> createAggregateDevice(
         const PlistDictionary& description) = 0;
     virtual AudioStatus destroyAggregateDevice(AudioObjectId device) = 0;
 
     // AudioDeviceCreateIOProcIDWithBlock with no queue: the block runs on the real-time thread.
-    virtual std::expected<AudioIOProcId, AudioStatus> createIOProc(AudioObjectId device,
-                                                                   AudioIOBlock block) = 0;
+    [[nodiscard]] virtual std::expected<AudioIOProcId, AudioStatus> createIOProc(
+        AudioObjectId device, AudioIOBlock block) = 0;
     virtual AudioStatus startDevice(AudioObjectId device, AudioIOProcId proc) = 0;
     virtual AudioStatus stopDevice(AudioObjectId device, AudioIOProcId proc) = 0;
     virtual AudioStatus destroyIOProc(AudioObjectId device, AudioIOProcId proc) = 0;

@@ -30,8 +30,8 @@ class Keychain {
     virtual KeychainStatus addItem(std::string_view service, std::string_view account,
                                    const Bytes& data) = 0;
     // SecItemCopyMatching of the one item's data.
-    virtual std::expected<Bytes, KeychainStatus> copyItemData(std::string_view service,
-                                                              std::string_view account) = 0;
+    [[nodiscard]] virtual std::expected<Bytes, KeychainStatus> copyItemData(
+        std::string_view service, std::string_view account) = 0;
 };
 
 }  // namespace parvel::platform

@@ -69,6 +69,19 @@ class AppDelegateTest : public testing::Test {
     }
 };
 
+// The window server is first needed long after the controllers are built, at the permission
+// test; a missing one must stop the delegate at once rather than crash it then.
+TEST_F(AppDelegateTest, AnAdapterWithoutAServiceIsRefusedByName) {
+    platform::Platform lacking = mac.platform();
+    lacking.windowServer = nullptr;
+    try {
+        AppDelegate refused(lacking);
+        ADD_FAILURE() << "built without a window server";
+    } catch (const std::logic_error& error) {
+        EXPECT_STREQ(error.what(), "this platform adapter has no window server service");
+    }
+}
+
 TEST_F(AppDelegateTest, BatterySaverKeepsDockPreviewsOffWithoutChangingTheChoice) {
     const struct {
         const char* mode;
@@ -146,9 +159,19 @@ TEST_F(AppDelegateTest, QuittingEndsAChargeFullOnceCycle) {
 TEST_F(AppDelegateTest, UnreadableLeftOptionModeFallsBackDifferentlyAtStartAndOnReapplying) {
     store(keys::leftOptionHookModeKey, std::int64_t{5});
     launch();
-    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Launchpad");
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, LeftOptionMode::launchpad);
     mac.dispatch().advance(kSettingsPushDelay);
-    EXPECT_EQ(delegate->shortcuts().leftOptionMode, "Default");
+    EXPECT_EQ(delegate->shortcuts().leftOptionMode, LeftOptionMode::systemDefault);
+}
+
+TEST_F(AppDelegateTest, AnUnknownLeftOptionModeTakesTheKeyAndDoesNothing) {
+    store(keys::leftOptionHookModeKey, std::string("Mission Control"));
+    launch();
+    mac.dispatch().advance(kSettingsPushDelay);
+    const auto runsBefore = mac.processes().invocations().size();
+    pressLeftOptionInFinder();
+    EXPECT_TRUE(keysReceivedByFinder().empty());
+    EXPECT_EQ(mac.processes().invocations().size(), runsBefore);
 }
 
 TEST_F(AppDelegateTest, LeftOptionInSpotlightModePostsCommandSpaceDownAndUp) {

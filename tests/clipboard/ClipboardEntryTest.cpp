@@ -73,6 +73,17 @@ TEST_F(ClipboardEntryTest, FilesShowTheirNamesAndKeepTheirPaths) {
               "/Users/me/Documents/report.pdf\n/Users/me/Photos/\n/Users/me/a, b.txt");
 }
 
+TEST_F(ClipboardEntryTest, FilePathsComeBackAsCopiedWithoutBlankLines) {
+    const std::vector<std::string> paths = {"/Users/me/a b.txt", "/Users/me/Photos/", "/x"};
+    EXPECT_EQ(ClipboardEntry::files(paths, kDate, randomness).filePaths(), paths);
+
+    // A stored payload edited by hand may carry blank lines, which name no file.
+    ClipboardEntry stored = ClipboardEntry::files({}, kDate, randomness);
+    stored.payload = std::make_shared<const std::string>("\n/Users/me/a.txt\n\n/Users/me/b.txt\n");
+    EXPECT_EQ(stored.filePaths(), (std::vector<std::string>{"/Users/me/a.txt", "/Users/me/b.txt"}));
+    EXPECT_TRUE(ClipboardEntry::files({}, kDate, randomness).filePaths().empty());
+}
+
 TEST_F(ClipboardEntryTest, ImagesShowTheirSizeInWholeKilobytes) {
     const std::pair<std::size_t, const char*> cases[] = {{0, "Image 0 KB"},
                                                          {1023, "Image 0 KB"},

@@ -44,8 +44,8 @@ class GlobalShortcutControllerTest : public testing::Test {
                                         *mac.platform().workspace, *mac.platform().dispatch}};
     int clipboardOpened = 0;
     int deletes = 0;
-    std::vector<std::string> fileActions;
-    std::vector<std::string> optionActions;
+    std::vector<FinderFileShortcut> fileActions;
+    std::vector<LeftOptionMode> optionActions;
     bool transferPending = false;
 
     void SetUp() override {
@@ -53,12 +53,12 @@ class GlobalShortcutControllerTest : public testing::Test {
         shortcuts.windowsDeleteEnabled = true;
         shortcuts.clipboardKeyCode = kZ;
         shortcuts.clipboardFlags = kControlShift;
-        shortcuts.leftOptionMode = "Spotlight";
+        shortcuts.leftOptionMode = LeftOptionMode::spotlight;
         shortcuts.onClipboard = [this] { ++clipboardOpened; };
         shortcuts.onWindowsDelete = [this] { ++deletes; };
-        shortcuts.onFinderFileShortcut = [this](const std::string& a) { fileActions.push_back(a); };
+        shortcuts.onFinderFileShortcut = [this](FinderFileShortcut a) { fileActions.push_back(a); };
         shortcuts.shouldHandleFinderPaste = [this] { return transferPending; };
-        shortcuts.onLeftOptionAction = [this](const std::string& m) { optionActions.push_back(m); };
+        shortcuts.onLeftOptionAction = [this](LeftOptionMode m) { optionActions.push_back(m); };
         onMain([this] { shortcuts.start(); });
     }
 
@@ -133,11 +133,19 @@ TEST_F(GlobalShortcutControllerTest, FinderFileKeysAreTakenOverOnlyWithCommandAl
         std::int64_t keyCode;
         EventFlags flags;
         bool pending;
-        std::vector<std::string> actions;
+        std::vector<FinderFileShortcut> actions;
     } cases[] = {
-        {"command+X", kX, flags::kCommand, false, {"cut"}},
-        {"command+C with Caps Lock", kC, flags::kCommand | flags::kAlphaShift, false, {"copy"}},
-        {"command+V with a transfer pending", kV, flags::kCommand, true, {"paste"}},
+        {"command+X", kX, flags::kCommand, false, {FinderFileShortcut::cut}},
+        {"command+C with Caps Lock",
+         kC,
+         flags::kCommand | flags::kAlphaShift,
+         false,
+         {FinderFileShortcut::copy}},
+        {"command+V with a transfer pending",
+         kV,
+         flags::kCommand,
+         true,
+         {FinderFileShortcut::paste}},
         {"command+V with nothing pending", kV, flags::kCommand, false, {}},
         {"command+shift+X", kX, flags::kCommand | flags::kShift, false, {}},
         {"command+option+C", kC, flags::kCommand | flags::kAlternate, false, {}},
@@ -226,27 +234,43 @@ TEST_F(GlobalShortcutControllerTest, RenamingStartedBeforeTheTriggerRunsCancelsI
 TEST_F(GlobalShortcutControllerTest, LeftOptionFiresOncePerPressAndHidesItsEvents) {
     EXPECT_FALSE(option(kLeftOption, true));
     EXPECT_FALSE(option(kLeftOption, true)) << "still held";
-    EXPECT_EQ(optionActions, std::vector<std::string>{"Spotlight"});
+    EXPECT_EQ(optionActions, std::vector{LeftOptionMode::spotlight});
     EXPECT_FALSE(option(kLeftOption, false));
     EXPECT_FALSE(option(kLeftOption, true));
-    EXPECT_EQ(optionActions, (std::vector<std::string>{"Spotlight", "Spotlight"}));
+    EXPECT_EQ(optionActions, (std::vector{LeftOptionMode::spotlight, LeftOptionMode::spotlight}));
 
     EXPECT_TRUE(option(kRightOption, true)) << "the right Option key is not hooked";
     option(kLeftOption, false);
-    shortcuts.leftOptionMode = "Default";
+    shortcuts.leftOptionMode = LeftOptionMode::systemDefault;
     EXPECT_TRUE(option(kLeftOption, true));
     EXPECT_TRUE(option(kLeftOption, false));
     EXPECT_EQ(optionActions.size(), 2u);
 }
 
 TEST_F(GlobalShortcutControllerTest, TheModeIsTakenAtThePress) {
-    shortcuts.leftOptionMode = "Launchpad";
+    shortcuts.leftOptionMode = LeftOptionMode::launchpad;
     mac.dispatch().main().async([this] {
         mac.events().inject(keyEvent(EventType::FlagsChanged, kLeftOption, flags::kAlternate));
-        shortcuts.leftOptionMode = "Spotlight";
+        shortcuts.leftOptionMode = LeftOptionMode::spotlight;
     });
     mac.dispatch().runDue();
-    EXPECT_EQ(optionActions, std::vector<std::string>{"Launchpad"});
+    EXPECT_EQ(optionActions, std::vector{LeftOptionMode::launchpad});
+}
+
+TEST_F(GlobalShortcutControllerTest, StoredLeftOptionNamesMatchExactly) {
+    const std::pair<const char*, LeftOptionMode> cases[] = {
+        {"Default", LeftOptionMode::systemDefault}, {"Launchpad", LeftOptionMode::launchpad},
+        {"Spotlight", LeftOptionMode::spotlight},   {"spotlight", LeftOptionMode::unrecognised},
+        {"", LeftOptionMode::unrecognised},         {"Launchpad ", LeftOptionMode::unrecognised},
+    };
+    for (const auto& [name, mode] : cases) {
+        EXPECT_EQ(leftOptionModeNamed(name), mode) << name;
+    }
+    // A name the program does not know still takes the key, as the two hooks do.
+    shortcuts.leftOptionMode = LeftOptionMode::unrecognised;
+    EXPECT_FALSE(option(kLeftOption, true));
+    EXPECT_FALSE(option(kLeftOption, false));
+    EXPECT_EQ(optionActions, std::vector{LeftOptionMode::unrecognised});
 }
 
 TEST_F(GlobalShortcutControllerTest, WithoutInputMonitoringItWaitsAndDeleteStillWorks) {

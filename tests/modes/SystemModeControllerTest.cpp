@@ -15,6 +15,14 @@ class SystemModeControllerTest : public ModesFixture {
         advance(settle);
     }
     double storedDouble(std::string_view key) { return settings.doubleValue(key); }
+    // The defaults tool's writes and deletes among `invocations`, in order.
+    static std::vector<std::string> defaultsChanges(std::vector<std::string> invocations) {
+        std::erase_if(invocations, [](const std::string& line) {
+            return !line.starts_with("/usr/bin/defaults write") &&
+                   !line.starts_with("/usr/bin/defaults delete");
+        });
+        return invocations;
+    }
 };
 
 TEST_F(SystemModeControllerTest, ChoosingTheActiveModeOnlyRefreshesTheMenu) {
@@ -193,6 +201,54 @@ TEST_F(SystemModeControllerTest, WithoutABaselineNormalOnlyResetsTheAnimations) 
         "/usr/bin/killall Dock",
     };
     EXPECT_EQ(takeInvocations(), expected);
+}
+
+TEST_F(SystemModeControllerTest, BothModesTurnTheSameAnimationsOffAndDifferOnlyInAppNap) {
+    const std::vector<std::string> animationsOff = {
+        "/usr/bin/defaults write NSGlobalDomain NSAutomaticWindowAnimationsEnabled -bool false",
+        "/usr/bin/defaults write NSGlobalDomain NSWindowResizeTime -float 0.001",
+        "/usr/bin/defaults write NSGlobalDomain NSScrollAnimationEnabled -bool false",
+        "/usr/bin/defaults write com.apple.dock launchanim -bool false",
+        "/usr/bin/defaults write com.apple.dock expose-animation-duration -float 0",
+        "/usr/bin/defaults write com.apple.dock magnification -bool false",
+        "/usr/bin/defaults write com.apple.dock mineffect -string scale",
+        "/usr/bin/defaults write com.apple.universalaccess reduceMotion -bool true",
+    };
+    const std::pair<SystemMode, std::string> cases[] = {
+        {SystemMode::batterySaver, "/usr/bin/defaults delete NSGlobalDomain NSAppSleepDisabled"},
+        {SystemMode::performance,
+         "/usr/bin/defaults write NSGlobalDomain NSAppSleepDisabled -bool true"},
+    };
+    for (const auto& [mode, appNap] : cases) {
+        takeInvocations();
+        switchTo(mode);
+        auto expected = animationsOff;
+        expected.push_back(appNap);
+        EXPECT_EQ(defaultsChanges(takeInvocations()), expected) << rawValue(mode);
+    }
+}
+
+TEST_F(SystemModeControllerTest, TheBaselineRestoresTheAnimationsItRecordedAndNotMagnification) {
+    switchTo(SystemMode::batterySaver);
+    takeInvocations();
+    switchTo(SystemMode::normal);
+    auto changes = defaultsChanges(takeInvocations());
+    ASSERT_GE(changes.size(), 8U);
+    changes.resize(8);
+    // Only the fixture's own window animation and minimise effect existed; the rest are deleted.
+    const std::vector<std::string> expected = {
+        "/usr/bin/defaults write NSGlobalDomain NSAutomaticWindowAnimationsEnabled -bool 1",
+        "/usr/bin/defaults delete NSGlobalDomain NSWindowResizeTime",
+        "/usr/bin/defaults delete NSGlobalDomain NSScrollAnimationEnabled",
+        "/usr/bin/defaults delete NSGlobalDomain NSAppSleepDisabled",
+        "/usr/bin/defaults delete com.apple.dock launchanim",
+        "/usr/bin/defaults delete com.apple.dock expose-animation-duration",
+        "/usr/bin/defaults write com.apple.dock mineffect -string genie",
+        "/usr/bin/defaults delete com.apple.universalaccess reduceMotion",
+    };
+    EXPECT_EQ(changes, expected);
+    EXPECT_FALSE(settings.contains("systemModeBaseline.com.apple.dock.magnification.exists"))
+        << "magnification is recorded with the Dock sizes";
 }
 
 TEST_F(SystemModeControllerTest, AnUnreadableBrightnessKeepsTheEarlierRecord) {

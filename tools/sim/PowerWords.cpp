@@ -31,7 +31,7 @@ constexpr double kLevelTolerance = 0.001;
 constexpr std::uint32_t kNotExecutableMode = 0644;
 
 // A brightness or backlight level: a number from 0 to 1.
-std::expected<double, std::string> parseLevel(std::string_view text) {
+[[nodiscard]] std::expected<double, std::string> parseLevel(std::string_view text) {
     const auto level = parseNumber(text);
     if (!level || *level < 0 || *level > 1) {
         return failed(fmt::format("'{}' is not a level from 0 to 1", text));
@@ -40,7 +40,7 @@ std::expected<double, std::string> parseLevel(std::string_view text) {
 }
 
 // "85%".
-std::expected<int, std::string> parsePercent(std::string_view text) {
+[[nodiscard]] std::expected<int, std::string> parsePercent(std::string_view text) {
     const auto fail = [text] {
         return failed(fmt::format("'{}' is not a percentage such as 85%", text));
     };
@@ -54,7 +54,7 @@ std::expected<int, std::string> parsePercent(std::string_view text) {
     return static_cast<int>(*number);
 }
 
-std::expected<int, std::string> parseMinutes(std::string_view text) {
+[[nodiscard]] std::expected<int, std::string> parseMinutes(std::string_view text) {
     const auto minutes = parseInteger(text);
     if (!minutes || *minutes < 0) {
         return failed(fmt::format("'{}' is not a whole number of minutes", text));
@@ -62,7 +62,7 @@ std::expected<int, std::string> parseMinutes(std::string_view text) {
     return static_cast<int>(*minutes);
 }
 
-std::expected<int, std::string> parseDigit(std::string_view text) {
+[[nodiscard]] std::expected<int, std::string> parseDigit(std::string_view text) {
     if (text != "0" && text != "1") {
         return failed(fmt::format("'{}' is not 0 or 1", text));
     }
@@ -70,7 +70,7 @@ std::expected<int, std::string> parseDigit(std::string_view text) {
 }
 
 // A setting's two values, on battery then on AC.
-std::expected<PerSource, std::string> parsePerSource(
+[[nodiscard]] std::expected<PerSource, std::string> parsePerSource(
     const Arguments& arguments, std::expected<int, std::string> (*parseValue)(std::string_view)) {
     SCENARIO_CHECK(arguments.requireCount(2, 2));
     const auto battery = parseValue(arguments[0]);

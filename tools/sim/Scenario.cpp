@@ -15,7 +15,7 @@ namespace parvel::scenario {
 
 namespace {
 
-std::expected<double, std::string> parseDouble(std::string_view text) {
+[[nodiscard]] std::expected<double, std::string> parseDouble(std::string_view text) {
     double value = 0;
     const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (status != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) {
@@ -25,9 +25,8 @@ std::expected<double, std::string> parseDouble(std::string_view text) {
 }
 
 // Two numbers joined by a separator: "10,20" or "800x600".
-std::expected<std::pair<double, double>, std::string> parsePair(std::string_view text,
-                                                                char separator,
-                                                                std::string_view what) {
+[[nodiscard]] std::expected<std::pair<double, double>, std::string> parsePair(
+    std::string_view text, char separator, std::string_view what) {
     const auto split = text.find(separator);
     if (split == std::string_view::npos) {
         return failed(fmt::format("'{}' is not {}", text, what));

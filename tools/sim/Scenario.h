@@ -74,7 +74,7 @@ inline std::unexpected<std::string> failed(std::string message) {
 }
 
 template <typename F>
-std::expected<Step, std::string> compiledStep(F function) {
+[[nodiscard]] std::expected<Step, std::string> compiledStep(F function) {
     return Step(std::move(function));
 }
 
@@ -88,7 +88,8 @@ class Arguments {
     const std::vector<std::string>& all() const { return words_; }
 
     // Fails unless there are between `minimum` and `maximum` words.
-    std::expected<void, std::string> requireCount(std::size_t minimum, std::size_t maximum) const;
+    [[nodiscard]] std::expected<void, std::string> requireCount(std::size_t minimum,
+                                                                std::size_t maximum) const;
     // The value after a keyword ("at 10,20" → "10,20"), if the keyword is there.
     std::optional<std::string> after(std::string_view keyword) const;
     bool has(std::string_view keyword) const;
@@ -98,12 +99,15 @@ class Arguments {
 };
 
 // Typed readers of single words.
-std::expected<platform::Duration, std::string> parseDuration(std::string_view text);
-std::expected<double, std::string> parseNumber(std::string_view text);
-std::expected<std::int64_t, std::string> parseInteger(std::string_view text);
-std::expected<bool, std::string> parseSwitch(std::string_view text);  // on/off, yes/no, true/false
-std::expected<platform::Point, std::string> parsePoint(std::string_view text);  // "10,20"
-std::expected<platform::Size, std::string> parseSize(std::string_view text);    // "800x600"
+[[nodiscard]] std::expected<platform::Duration, std::string> parseDuration(std::string_view text);
+[[nodiscard]] std::expected<double, std::string> parseNumber(std::string_view text);
+[[nodiscard]] std::expected<std::int64_t, std::string> parseInteger(std::string_view text);
+[[nodiscard]] std::expected<bool, std::string> parseSwitch(
+    std::string_view text);  // on/off, yes/no, true/false
+[[nodiscard]] std::expected<platform::Point, std::string> parsePoint(
+    std::string_view text);  // "10,20"
+[[nodiscard]] std::expected<platform::Size, std::string> parseSize(
+    std::string_view text);  // "800x600"
 
 // One command of the language.
 struct Word {
@@ -127,7 +131,7 @@ class Vocabulary {
 
 // Splits a line into words: blanks separate, double quotes group (with \" \\ \n \t inside), and
 // "#" outside quotes starts a comment.
-std::expected<std::vector<std::string>, std::string> tokenize(std::string_view line);
+[[nodiscard]] std::expected<std::vector<std::string>, std::string> tokenize(std::string_view line);
 
 struct CompiledLine {
     int number = 0;
@@ -141,7 +145,7 @@ struct LineError {
 };
 
 // Compiles a whole scenario before anything runs: every bad line is reported with its number.
-std::expected<std::vector<CompiledLine>, std::vector<LineError>> compile(
+[[nodiscard]] std::expected<std::vector<CompiledLine>, std::vector<LineError>> compile(
     std::string_view text, const Vocabulary& vocabulary);
 
 // Runs compiled lines in order, printing each line as it starts; stops at the first failed

@@ -14,9 +14,9 @@ Vocabulary standardVocabulary();
 Bytes scenarioImage(std::size_t size);
 
 // The failure of an expectation: what was wanted, what the simulated Mac shows.
-Outcome mismatch(std::string_view wanted, std::string_view found);
+[[nodiscard]] Outcome mismatch(std::string_view wanted, std::string_view found);
 // Passes when `holds`, else fails as a mismatch.
-Outcome check(bool holds, std::string_view wanted, std::string_view found);
+[[nodiscard]] Outcome check(bool holds, std::string_view wanted, std::string_view found);
 
 // The groups it is made of.
 void addTimeWords(Vocabulary& vocabulary);

@@ -286,6 +286,7 @@ Result<void> copyFolder(const std::string& from, const std::string& to, mode_t m
         filled = checked(::chmod(to.c_str(), mode & kPermissionBits));
     }
     if (!filled) {
+        // The failure to report is the copy's; a partial copy left behind is only clutter.
         (void)removeTree(to, FolderAccess::Unlock);
     }
     return filled;
@@ -455,6 +456,7 @@ Result<void> moveByCopying(const std::string& from, const std::string& to) {
     }
     const auto same = sameTree(from, to);
     if (!same || !*same) {
+        // The original is still in place; the mismatch is what is reported, not the clean-up.
         (void)removeTree(to, FolderAccess::Unlock);
         if (!same) {
             return std::unexpected(same.error());

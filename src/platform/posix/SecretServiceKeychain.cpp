@@ -74,7 +74,8 @@ KeychainStatus statusOf(const GError& error) {
     return status::kNotAvailable;
 }
 
-std::expected<Value, KeychainStatus> lookUp(std::string_view service, std::string_view account) {
+[[nodiscard]] std::expected<Value, KeychainStatus> lookUp(std::string_view service,
+                                                          std::string_view account) {
     const auto attributes = attributesOf(service, account);
     GError* raw = nullptr;
     Value value(

@@ -17,8 +17,8 @@ class SecretServiceKeychain final : public platform::Keychain {
     // two processes adding the same item at the same moment can still both succeed.
     platform::KeychainStatus addItem(std::string_view service, std::string_view account,
                                      const Bytes& data) override;
-    std::expected<Bytes, platform::KeychainStatus> copyItemData(std::string_view service,
-                                                                std::string_view account) override;
+    [[nodiscard]] std::expected<Bytes, platform::KeychainStatus> copyItemData(
+        std::string_view service, std::string_view account) override;
 };
 
 }  // namespace parvel::posix

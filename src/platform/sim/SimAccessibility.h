@@ -19,17 +19,19 @@ class SimAccessibility final : public platform::Accessibility {
     bool isProcessTrustedPrompting() override;
     platform::AXElement applicationElement(platform::ProcessId pid) override;
     platform::AXElement systemWideElement() override;
-    platform::AXResult<platform::AXValue> copyAttribute(const platform::AXElement& element,
-                                                        std::string_view attribute) override;
-    platform::AXResult<bool> isAttributeSettable(const platform::AXElement& element,
-                                                 std::string_view attribute) override;
-    platform::AXResult<void> setAttribute(const platform::AXElement& element,
-                                          std::string_view attribute,
-                                          const platform::AXValue& value) override;
-    platform::AXResult<void> performAction(const platform::AXElement& element,
-                                           std::string_view action) override;
-    platform::AXResult<platform::AXElement> elementAtPosition(platform::Point point) override;
-    platform::AXResult<platform::ProcessId> processId(const platform::AXElement& element) override;
+    [[nodiscard]] platform::AXResult<platform::AXValue> copyAttribute(
+        const platform::AXElement& element, std::string_view attribute) override;
+    [[nodiscard]] platform::AXResult<bool> isAttributeSettable(const platform::AXElement& element,
+                                                               std::string_view attribute) override;
+    [[nodiscard]] platform::AXResult<void> setAttribute(const platform::AXElement& element,
+                                                        std::string_view attribute,
+                                                        const platform::AXValue& value) override;
+    [[nodiscard]] platform::AXResult<void> performAction(const platform::AXElement& element,
+                                                         std::string_view action) override;
+    [[nodiscard]] platform::AXResult<platform::AXElement> elementAtPosition(
+        platform::Point point) override;
+    [[nodiscard]] platform::AXResult<platform::ProcessId> processId(
+        const platform::AXElement& element) override;
 
   private:
     AccessibilityTree& tree_;

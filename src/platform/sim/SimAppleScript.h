@@ -26,7 +26,7 @@ class SimAppleScript final : public platform::AppleScript {
     SimAppleScript(Permissions& permissions, Trace& trace)
         : permissions_(permissions), trace_(trace) {}
 
-    ScriptResult run(std::string_view source) override;
+    [[nodiscard]] ScriptResult run(std::string_view source) override;
 
     void addHandler(Handler handler) { handlers_.push_back(std::move(handler)); }
     // Handles exactly this text, sent to the application with that bundle identifier and name.

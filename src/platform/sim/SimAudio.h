@@ -108,36 +108,36 @@ class SimAudio final : public platform::Audio {
     bool supportsProcessTaps() const override;
     bool hasProperty(platform::AudioObjectId object,
                      const platform::AudioPropertyAddress& address) const override;
-    std::expected<bool, platform::AudioStatus> isPropertySettable(
+    [[nodiscard]] std::expected<bool, platform::AudioStatus> isPropertySettable(
         platform::AudioObjectId object,
         const platform::AudioPropertyAddress& address) const override;
-    std::expected<std::uint32_t, platform::AudioStatus> propertyDataSize(
+    [[nodiscard]] std::expected<std::uint32_t, platform::AudioStatus> propertyDataSize(
         platform::AudioObjectId object,
         const platform::AudioPropertyAddress& address) const override;
-    std::expected<std::vector<std::uint32_t>, platform::AudioStatus> readUInt32Values(
+    [[nodiscard]] std::expected<std::vector<std::uint32_t>, platform::AudioStatus> readUInt32Values(
         platform::AudioObjectId object, const platform::AudioPropertyAddress& address,
         std::uint32_t byteSize) const override;
-    std::expected<std::string, platform::AudioStatus> readString(
+    [[nodiscard]] std::expected<std::string, platform::AudioStatus> readString(
         platform::AudioObjectId object,
         const platform::AudioPropertyAddress& address) const override;
-    std::expected<float, platform::AudioStatus> readFloat32(
+    [[nodiscard]] std::expected<float, platform::AudioStatus> readFloat32(
         platform::AudioObjectId object,
         const platform::AudioPropertyAddress& address) const override;
     platform::AudioStatus writeFloat32(platform::AudioObjectId object,
                                        const platform::AudioPropertyAddress& address,
                                        float value) override;
-    std::expected<std::uint32_t, platform::AudioStatus> readStreamBufferCount(
+    [[nodiscard]] std::expected<std::uint32_t, platform::AudioStatus> readStreamBufferCount(
         platform::AudioObjectId object,
         const platform::AudioPropertyAddress& address) const override;
 
-    std::expected<platform::AudioObjectId, platform::AudioStatus> createProcessTap(
+    [[nodiscard]] std::expected<platform::AudioObjectId, platform::AudioStatus> createProcessTap(
         const platform::ProcessTapDescription& description) override;
     platform::AudioStatus destroyProcessTap(platform::AudioObjectId tap) override;
-    std::expected<platform::AudioObjectId, platform::AudioStatus> createAggregateDevice(
-        const platform::PlistDictionary& description) override;
+    [[nodiscard]] std::expected<platform::AudioObjectId, platform::AudioStatus>
+    createAggregateDevice(const platform::PlistDictionary& description) override;
     platform::AudioStatus destroyAggregateDevice(platform::AudioObjectId device) override;
 
-    std::expected<platform::AudioIOProcId, platform::AudioStatus> createIOProc(
+    [[nodiscard]] std::expected<platform::AudioIOProcId, platform::AudioStatus> createIOProc(
         platform::AudioObjectId device, platform::AudioIOBlock block) override;
     platform::AudioStatus startDevice(platform::AudioObjectId device,
                                       platform::AudioIOProcId proc) override;
@@ -231,17 +231,17 @@ class SimAudio final : public platform::Audio {
     };
     using ReadFailureKey = std::pair<platform::AudioObjectId, std::uint32_t>;
 
-    std::expected<PropertyValue, platform::AudioStatus> lookup(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> lookup(
         platform::AudioObjectId object, const platform::AudioPropertyAddress& address) const;
-    std::expected<PropertyValue, platform::AudioStatus> systemProperty(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> systemProperty(
         const platform::AudioPropertyAddress& address) const;
-    std::expected<PropertyValue, platform::AudioStatus> deviceProperty(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> deviceProperty(
         const Device& device, const platform::AudioPropertyAddress& address) const;
-    std::expected<PropertyValue, platform::AudioStatus> processProperty(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> processProperty(
         const Process& process, const platform::AudioPropertyAddress& address) const;
-    std::expected<PropertyValue, platform::AudioStatus> tapProperty(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> tapProperty(
         const SimProcessTap& tap, const platform::AudioPropertyAddress& address) const;
-    std::expected<PropertyValue, platform::AudioStatus> read(
+    [[nodiscard]] std::expected<PropertyValue, platform::AudioStatus> read(
         platform::AudioObjectId object, const platform::AudioPropertyAddress& address) const;
     std::optional<platform::AudioStatus> injectedReadFailure(platform::AudioObjectId object,
                                                              std::uint32_t selector) const;
@@ -249,11 +249,11 @@ class SimAudio final : public platform::Audio {
                     const platform::AudioPropertyAddress& address) const;
 
     std::optional<Refusal> tapRefusal(const platform::ProcessTapDescription& description) const;
-    std::expected<AggregatePlan, Refusal> planAggregate(
+    [[nodiscard]] std::expected<AggregatePlan, Refusal> planAggregate(
         const platform::PlistDictionary& description) const;
-    std::expected<std::vector<platform::AudioObjectId>, Refusal> resolveSubdevices(
+    [[nodiscard]] std::expected<std::vector<platform::AudioObjectId>, Refusal> resolveSubdevices(
         const platform::PlistDictionary& description) const;
-    std::expected<std::vector<platform::AudioObjectId>, Refusal> resolveTaps(
+    [[nodiscard]] std::expected<std::vector<platform::AudioObjectId>, Refusal> resolveTaps(
         const platform::PlistDictionary& description) const;
     Device assembleAggregate(const AggregatePlan& plan,
                              const platform::PlistDictionary& description) const;

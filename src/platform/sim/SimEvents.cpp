@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/KeyCodes.h"
 #include "platform/sim/Trace.h"
 #include "platform/sim/VirtualDispatch.h"
 #include "platform/sim/world/Applications.h"
@@ -17,6 +18,7 @@ using platform::Event;
 using platform::EventType;
 using platform::TapVerdict;
 namespace flags = platform::event_flags;
+namespace special_key = platform::special_key;
 
 namespace {
 
@@ -76,18 +78,6 @@ std::string modifierNames(platform::EventFlags eventFlags) {
     return names;
 }
 
-// Special keys arrive as system-defined events of this subtype, with the key code in the upper
-// half of data1 and the key's state in its second byte.
-constexpr std::int64_t kSpecialKeySubtype = 8;
-constexpr int kSpecialKeyCodeShift = 16;
-constexpr std::int64_t kSpecialKeyStateMask = 0xff00;
-constexpr std::int64_t kSpecialKeyDown = 0x0a00;
-
-constexpr std::int64_t kBrightnessUpKey = 2;
-constexpr std::int64_t kBrightnessDownKey = 3;
-constexpr std::int64_t kIlluminationUpKey = 21;
-constexpr std::int64_t kIlluminationDownKey = 22;
-
 // The special keys whose levels the system keeps, and which way a press moves them.
 enum class Level { DisplayBrightness, KeyboardBacklight };
 struct LevelKey {
@@ -95,10 +85,10 @@ struct LevelKey {
     Level level;
     double direction;
 };
-constexpr LevelKey kLevelKeys[] = {{kBrightnessUpKey, Level::DisplayBrightness, 1},
-                                   {kBrightnessDownKey, Level::DisplayBrightness, -1},
-                                   {kIlluminationUpKey, Level::KeyboardBacklight, 1},
-                                   {kIlluminationDownKey, Level::KeyboardBacklight, -1}};
+constexpr LevelKey kLevelKeys[] = {{special_key::kBrightnessUp, Level::DisplayBrightness, 1},
+                                   {special_key::kBrightnessDown, Level::DisplayBrightness, -1},
+                                   {special_key::kIlluminationUp, Level::KeyboardBacklight, 1},
+                                   {special_key::kIlluminationDown, Level::KeyboardBacklight, -1}};
 
 bool isKeyEvent(EventType type) {
     return type == EventType::KeyDown || type == EventType::KeyUp ||
@@ -324,10 +314,10 @@ void SimEvents::route(Event event, std::string_view origin) {
 }
 
 bool SimEvents::handleLevelKey(const Event& event, std::string_view origin) {
-    if (event.type != EventType::SystemDefined || event.subtype != kSpecialKeySubtype) {
+    if (event.type != EventType::SystemDefined || event.subtype != special_key::kEventSubtype) {
         return false;
     }
-    const auto code = event.data1 >> kSpecialKeyCodeShift;
+    const auto code = event.data1 >> special_key::kCodeShift;
     const auto key = std::ranges::find_if(
         kLevelKeys, [code](const LevelKey& candidate) { return candidate.code == code; });
     if (key == std::end(kLevelKeys)) {
@@ -335,7 +325,7 @@ bool SimEvents::handleLevelKey(const Event& event, std::string_view origin) {
     }
     trace_.record("event",
                   fmt::format("{} {} handled by the system", origin, describeEvent(event)));
-    if ((event.data1 & kSpecialKeyStateMask) == kSpecialKeyDown) {
+    if ((event.data1 & special_key::kStateMask) == special_key::kDownState) {
         const double step = key->direction * Hardware::kKeyStep;
         if (key->level == Level::DisplayBrightness) {
             hardware_.setDisplayBrightness(hardware_.displayBrightness() + step);

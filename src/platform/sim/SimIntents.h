@@ -25,7 +25,7 @@ class SimIntents final : public platform::Intents {
 
     // Runs a registered action with its parameter values, as the system does; an identifier that
     // nothing registered fails with a message saying so.
-    std::expected<platform::IntentResult, std::string> perform(
+    [[nodiscard]] std::expected<platform::IntentResult, std::string> perform(
         std::string_view identifier, const std::vector<std::string>& parameters) const;
 
   private:

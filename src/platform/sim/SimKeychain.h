@@ -24,8 +24,8 @@ class SimKeychain final : public platform::Keychain {
                                         std::string_view account) override;
     platform::KeychainStatus addItem(std::string_view service, std::string_view account,
                                      const Bytes& data) override;
-    std::expected<Bytes, platform::KeychainStatus> copyItemData(std::string_view service,
-                                                                std::string_view account) override;
+    [[nodiscard]] std::expected<Bytes, platform::KeychainStatus> copyItemData(
+        std::string_view service, std::string_view account) override;
 
     // The next add fails with `status` and stores nothing; later adds work again.
     void failNextAdd(platform::KeychainStatus status);

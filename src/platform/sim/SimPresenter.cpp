@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "platform/KeyCodes.h"
 #include "platform/sim/ScreenText.h"
 #include "platform/sim/Trace.h"
 #include "platform/sim/VirtualDispatch.h"
@@ -23,8 +24,6 @@ namespace {
 constexpr std::string_view kReturn = "\r";
 constexpr std::string_view kEscape = "\x1b";
 constexpr std::string_view kKeypadEnter = "\x03";
-constexpr std::int64_t kReturnKeyCode = 36;
-constexpr std::int64_t kKeypadEnterKeyCode = 76;
 constexpr std::string_view kDefaultButtonTitle = "OK";
 constexpr std::string_view kCancelButtonTitle = "Cancel";
 constexpr std::string_view kMenuPathSeparator = " > ";
@@ -84,7 +83,7 @@ std::string keyName(const Event& event) {
 bool isReturn(const Event& event) {
     const auto keyCode = event.field(platform::EventField::KeyboardEventKeycode);
     return event.characters == kReturn || event.characters == kKeypadEnter ||
-           keyCode == kReturnKeyCode || keyCode == kKeypadEnterKeyCode;
+           keyCode == platform::key_code::kReturn || keyCode == platform::key_code::kKeypadEnter;
 }
 
 // The code points of UTF-8 text, each as its own string: what one keystroke types.

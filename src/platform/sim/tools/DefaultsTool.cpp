@@ -49,7 +49,7 @@ const std::set<std::string_view> kFalseWords = {"false", "no", "0"};
 
 using Parsed = std::expected<PlistValue, std::string>;
 
-Parsed parseBool(std::string_view text) {
+[[nodiscard]] Parsed parseBool(std::string_view text) {
     const std::string word = asciiLowercased(text);
     if (kTrueWords.contains(word)) {
         return PlistValue(true);
@@ -67,7 +67,7 @@ bool parseWhole(std::string_view text, Number& number) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-Parsed parseInteger(std::string_view text) {
+[[nodiscard]] Parsed parseInteger(std::string_view text) {
     std::int64_t number = 0;
     if (!parseWhole(text, number)) {
         return std::unexpected(fmt::format("Value {:?} is not an integer", text));
@@ -75,7 +75,7 @@ Parsed parseInteger(std::string_view text) {
     return PlistValue(number);
 }
 
-Parsed parseReal(std::string_view text) {
+[[nodiscard]] Parsed parseReal(std::string_view text) {
     double number = 0;
     if (!parseWhole(text, number) || !std::isfinite(number)) {
         return std::unexpected(fmt::format("Value {:?} is not a floating-point number", text));
@@ -83,11 +83,11 @@ Parsed parseReal(std::string_view text) {
     return PlistValue(number);
 }
 
-Parsed parseString(std::string_view text) {
+[[nodiscard]] Parsed parseString(std::string_view text) {
     return PlistValue(text);
 }
 
-Parsed parseTyped(std::string_view flag, std::string_view text) {
+[[nodiscard]] Parsed parseTyped(std::string_view flag, std::string_view text) {
     using Parser = Parsed (*)(std::string_view);
     static const std::map<std::string_view, Parser> parsers = {
         {"-bool", parseBool},       {"-boolean", parseBool}, {"-int", parseInteger},

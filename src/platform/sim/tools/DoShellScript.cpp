@@ -44,7 +44,7 @@ std::optional<char> escaped(char character) {
 }
 
 // Reads the string literal at the start of `source`, which begins with a double quote.
-std::expected<Literal, AppleScriptError> readLiteral(std::string_view source) {
+[[nodiscard]] std::expected<Literal, AppleScriptError> readLiteral(std::string_view source) {
     Literal literal;
     for (std::size_t at = 1; at < source.size(); ++at) {
         if (source[at] == '"') {

@@ -29,7 +29,7 @@ class DoShellScript {
     AdministratorPrompt& administratorPrompt() { return prompt_; }
 
   private:
-    ScriptResult run(const std::string& command, bool withAdministratorPrivileges);
+    [[nodiscard]] ScriptResult run(const std::string& command, bool withAdministratorPrivileges);
     bool approvedByAdministrator();
 
     platform::Processes& processes_;

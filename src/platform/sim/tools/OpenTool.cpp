@@ -76,8 +76,9 @@ std::optional<AppSpec> catalogueEntry(std::string_view name) {
 
 // Applies one cluster of single-letter flags ("-gja"); -a takes the rest of the cluster or the
 // next argument as its value. Returns the index of the last argument used.
-std::expected<std::size_t, std::string> applyFlags(const ToolArguments& arguments,
-                                                   std::size_t index, Command& command) {
+[[nodiscard]] std::expected<std::size_t, std::string> applyFlags(const ToolArguments& arguments,
+                                                                 std::size_t index,
+                                                                 Command& command) {
     const std::string& cluster = arguments[index];
     for (std::size_t at = 1; at < cluster.size(); ++at) {
         switch (cluster[at]) {
@@ -107,7 +108,7 @@ std::expected<std::size_t, std::string> applyFlags(const ToolArguments& argument
     return index;
 }
 
-std::expected<Command, std::string> parse(const ToolArguments& arguments) {
+[[nodiscard]] std::expected<Command, std::string> parse(const ToolArguments& arguments) {
     Command command;
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& argument = arguments[index];

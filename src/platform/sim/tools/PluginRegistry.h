@@ -36,7 +36,7 @@ class PluginRegistry {
     // Registers the .appex bundle at a path from its Contents/Info.plist (CFBundleIdentifier,
     // CFBundleShortVersionString, the extension point); a new version keeps the election. Gives
     // the reason when the bundle cannot be read.
-    std::expected<void, std::string> add(const std::string& bundlePath);
+    [[nodiscard]] std::expected<void, std::string> add(const std::string& bundlePath);
     // Sets the election of a registered plug-in; false for an unknown identifier.
     bool elect(std::string_view identifier, PlugInElection election);
     const PlugIn* find(std::string_view identifier) const;

@@ -51,8 +51,8 @@ class ShellTool {
     void addMatcher(ShellScriptMatcher matcher);
 
   private:
-    std::expected<ShellScript, ToolResult> parse(std::string_view shell,
-                                                 const ToolArguments& arguments) const;
+    [[nodiscard]] std::expected<ShellScript, ToolResult> parse(
+        std::string_view shell, const ToolArguments& arguments) const;
     ToolResult execute(const ShellScript& script);
     std::optional<ToolResult> runSimpleCommand(const ShellScript& script);
     ToolResult relaunchApplication(const ShellScript& script);

@@ -73,15 +73,18 @@ class AccessibilityTree {
     void failAttribute(AXToken token, const std::string& attribute, platform::AXError error);
     void clearFailures();
 
-    platform::AXResult<platform::AXValue> read(const platform::AXElement& element,
-                                               std::string_view attribute);
-    platform::AXResult<bool> isSettable(const platform::AXElement& element,
-                                        std::string_view attribute);
-    platform::AXResult<void> write(const platform::AXElement& element, std::string_view attribute,
-                                   const platform::AXValue& value);
-    platform::AXResult<void> perform(const platform::AXElement& element, std::string_view action);
-    platform::AXResult<platform::AXElement> hitTest(platform::Point point);
-    platform::AXResult<platform::ProcessId> processOf(const platform::AXElement& element);
+    [[nodiscard]] platform::AXResult<platform::AXValue> read(const platform::AXElement& element,
+                                                             std::string_view attribute);
+    [[nodiscard]] platform::AXResult<bool> isSettable(const platform::AXElement& element,
+                                                      std::string_view attribute);
+    [[nodiscard]] platform::AXResult<void> write(const platform::AXElement& element,
+                                                 std::string_view attribute,
+                                                 const platform::AXValue& value);
+    [[nodiscard]] platform::AXResult<void> perform(const platform::AXElement& element,
+                                                   std::string_view action);
+    [[nodiscard]] platform::AXResult<platform::AXElement> hitTest(platform::Point point);
+    [[nodiscard]] platform::AXResult<platform::ProcessId> processOf(
+        const platform::AXElement& element);
 
     // The token of a window element or application element, e.g. to attach nodes under it.
     AXToken tokenOfWindow(platform::WindowNumber number);
@@ -107,14 +110,16 @@ class AccessibilityTree {
     Node* live(AXToken token);
     std::optional<platform::AXError> injectedFailure(AXToken token,
                                                      std::string_view attribute) const;
-    platform::AXResult<platform::AXValue> readApplication(Node& node, std::string_view attribute);
-    platform::AXResult<platform::AXValue> readWindow(Node& node, std::string_view attribute);
-    platform::AXResult<platform::AXValue> readNode(AXToken token, Node& node,
-                                                   std::string_view attribute);
-    platform::AXResult<platform::AXValue> readSystemWide(std::string_view attribute);
-    platform::AXResult<void> writeWindow(Node& node, std::string_view attribute,
-                                         const platform::AXValue& value);
-    platform::AXResult<platform::AXValue> focusedElementOf(platform::ProcessId pid);
+    [[nodiscard]] platform::AXResult<platform::AXValue> readApplication(Node& node,
+                                                                        std::string_view attribute);
+    [[nodiscard]] platform::AXResult<platform::AXValue> readWindow(Node& node,
+                                                                   std::string_view attribute);
+    [[nodiscard]] platform::AXResult<platform::AXValue> readNode(AXToken token, Node& node,
+                                                                 std::string_view attribute);
+    [[nodiscard]] platform::AXResult<platform::AXValue> readSystemWide(std::string_view attribute);
+    [[nodiscard]] platform::AXResult<void> writeWindow(Node& node, std::string_view attribute,
+                                                       const platform::AXValue& value);
+    [[nodiscard]] platform::AXResult<platform::AXValue> focusedElementOf(platform::ProcessId pid);
     std::vector<platform::AXElement> elements(const std::vector<AXToken>& tokens) const;
     std::optional<AXToken> deepestContaining(AXToken token, platform::Point point);
 
